@@ -1,0 +1,97 @@
+# Compiler settings that every target shares, and the three verbs that the folders' CMakeLists.txt use:
+#   mavr_sources(file...)                        adds sources to mavr_core, the library that holds the product's code
+#   mavr_test(NAME n SOURCES ... [LIBRARIES ...] [LABEL unit])   one test program and its tests
+#   mavr_fuzzer(NAME n SOURCES ... [CORPUS dir]) one fuzzer; outside the fuzz preset it replays its corpus as a test
+
+option(MAVR_BENCH "Build the benchmarks and their peers" OFF)
+option(MAVR_FUZZ "Build the fuzzers with libFuzzer (clang)" OFF)
+option(MAVR_WERROR "Treat warnings as errors" ON)
+set(MAVR_SANITIZE "" CACHE STRING "Value of -fsanitize=, e.g. address,undefined or thread")
+
+# Assertions stay on in every build: a failed one is a programming fault that must not pass silently.
+set(CMAKE_C_FLAGS_RELWITHDEBINFO "-O2 -g")
+set(CMAKE_CXX_FLAGS_RELWITHDEBINFO "-O2 -g")
+
+set(CMAKE_EXPORT_COMPILE_COMMANDS ON)
+set(CMAKE_POSITION_INDEPENDENT_CODE ON)
+set(CMAKE_RUNTIME_OUTPUT_DIRECTORY "${CMAKE_BINARY_DIR}/bin")
+set(CMAKE_LIBRARY_OUTPUT_DIRECTORY "${CMAKE_BINARY_DIR}/lib")
+set(CMAKE_ARCHIVE_OUTPUT_DIRECTORY "${CMAKE_BINARY_DIR}/lib")
+set(CMAKE_CXX_VISIBILITY_PRESET hidden)
+set(CMAKE_C_VISIBILITY_PRESET hidden)
+set(CMAKE_VISIBILITY_INLINES_HIDDEN ON)
+
+find_program(MAVR_CCACHE ccache)
+if(MAVR_CCACHE AND NOT CMAKE_CXX_COMPILER_LAUNCHER)
+  set(CMAKE_CXX_COMPILER_LAUNCHER "${MAVR_CCACHE}")
+  set(CMAKE_C_COMPILER_LAUNCHER "${MAVR_CCACHE}")
+endif()
+
+add_library(mavr_build INTERFACE)
+target_compile_features(mavr_build INTERFACE cxx_std_20 c_std_99)
+set_property(DIRECTORY PROPERTY CXX_EXTENSIONS OFF)
+set(CMAKE_CXX_EXTENSIONS OFF)
+set(CMAKE_C_EXTENSIONS OFF)
+target_include_directories(mavr_build INTERFACE "${PROJECT_SOURCE_DIR}" "${PROJECT_SOURCE_DIR}/include")
+target_compile_definitions(mavr_build INTERFACE
+  MAVR_VERSION="${PROJECT_VERSION}" $<$<PLATFORM_ID:Linux>:_FILE_OFFSET_BITS=64>)
+target_compile_options(mavr_build INTERFACE
+  -Wall -Wextra -Wpedantic -Wconversion -Wshadow -Wformat=2
+  $<$<COMPILE_LANGUAGE:CXX>:-Wnon-virtual-dtor -Woverloaded-virtual>
+  $<$<COMPILE_LANG_AND_ID:CXX,Clang,AppleClang>:-Wthread-safety>
+  $<$<BOOL:${MAVR_WERROR}>:-Werror>
+  # Source paths in the binary do not depend on where it was built.
+  "-ffile-prefix-map=${PROJECT_SOURCE_DIR}/="
+  -fstack-protector-strong
+  $<$<AND:$<NOT:$<CONFIG:Debug>>,$<STREQUAL:${MAVR_SANITIZE},>>:-U_FORTIFY_SOURCE>
+  $<$<AND:$<NOT:$<CONFIG:Debug>>,$<STREQUAL:${MAVR_SANITIZE},>>:-D_FORTIFY_SOURCE=2>)
+if(CMAKE_SYSTEM_PROCESSOR STREQUAL "x86_64")
+  target_compile_options(mavr_build INTERFACE $<$<CXX_COMPILER_ID:GNU,Clang>:-fcf-protection>)
+endif()
+if(CMAKE_SYSTEM_NAME STREQUAL "Linux")
+  target_link_options(mavr_build INTERFACE -Wl,-z,relro,-z,now,-z,noexecstack -Wl,--as-needed)
+endif()
+if(MAVR_SANITIZE)
+  target_compile_options(mavr_build INTERFACE -fsanitize=${MAVR_SANITIZE} -fno-sanitize-recover=all -fno-omit-frame-pointer)
+  target_link_options(mavr_build INTERFACE -fsanitize=${MAVR_SANITIZE})
+  target_compile_definitions(mavr_build INTERFACE MAVR_SANITIZED=1)
+endif()
+
+function(mavr_sources)
+  target_sources(mavr_core PRIVATE ${ARGN})
+endfunction()
+
+function(mavr_test)
+  cmake_parse_arguments(arg "" "NAME;LABEL;TIMEOUT" "SOURCES;LIBRARIES;ENVIRONMENT" ${ARGN})
+  if(NOT BUILD_TESTING)
+    return()
+  endif()
+  if(NOT arg_LABEL)
+    set(arg_LABEL unit)
+  endif()
+  if(NOT arg_TIMEOUT)
+    set(arg_TIMEOUT 120)
+  endif()
+  add_executable(${arg_NAME} ${arg_SOURCES})
+  target_link_libraries(${arg_NAME} PRIVATE ${arg_LIBRARIES} mavr_test_kit GTest::gmock GTest::gtest_main)
+  set_target_properties(${arg_NAME} PROPERTIES RUNTIME_OUTPUT_DIRECTORY "${CMAKE_BINARY_DIR}/tests")
+  set(environment "MAVR_TEST_DATA=${CMAKE_CURRENT_SOURCE_DIR}" ${arg_ENVIRONMENT})
+  # Each test runs as a process of its own: the library under test has process-wide state.
+  gtest_discover_tests(${arg_NAME} TEST_PREFIX "${arg_NAME}." DISCOVERY_TIMEOUT 60 DISCOVERY_MODE PRE_TEST
+    PROPERTIES LABELS "${arg_LABEL}" TIMEOUT ${arg_TIMEOUT} ENVIRONMENT "${environment}")
+endfunction()
+
+function(mavr_fuzzer)
+  cmake_parse_arguments(arg "" "NAME;CORPUS" "SOURCES;LIBRARIES" ${ARGN})
+  add_executable(${arg_NAME} ${arg_SOURCES})
+  target_link_libraries(${arg_NAME} PRIVATE ${arg_LIBRARIES} mavr_build)
+  if(MAVR_FUZZ)
+    target_link_options(${arg_NAME} PRIVATE -fsanitize=fuzzer)
+  else()
+    target_sources(${arg_NAME} PRIVATE "${PROJECT_SOURCE_DIR}/fuzz/ReplayMain.cpp")
+  endif()
+  if(BUILD_TESTING)
+    add_test(NAME ${arg_NAME}.corpus COMMAND ${arg_NAME} -runs=0 "${arg_CORPUS}")
+    set_tests_properties(${arg_NAME}.corpus PROPERTIES LABELS fuzz TIMEOUT 120)
+  endif()
+endfunction()

@@ -1,0 +1,20 @@
+# Everything foreign, found once. Foreign headers are system headers: our warnings are for our code.
+find_package(PkgConfig REQUIRED)
+find_package(Threads REQUIRED)
+find_package(nlohmann_json REQUIRED)
+
+if(CMAKE_SYSTEM_NAME STREQUAL "Linux")
+  pkg_check_modules(PIPEWIRE REQUIRED IMPORTED_TARGET libpipewire-0.3)
+  pkg_check_modules(PLIST REQUIRED IMPORTED_TARGET libplist-2.0)
+  pkg_check_modules(CRYPTO REQUIRED IMPORTED_TARGET libcrypto)
+endif()
+pkg_check_modules(TOMLPLUSPLUS REQUIRED IMPORTED_TARGET tomlplusplus)
+find_package(CLI11 REQUIRED)
+
+if(BUILD_TESTING)
+  find_package(GTest REQUIRED)
+  include(GoogleTest)
+endif()
+if(MAVR_BENCH)
+  find_package(benchmark REQUIRED)
+endif()

@@ -1,0 +1,49 @@
+#pragma once
+
+#include <cstdint>
+
+namespace osal {
+
+/// Wall-clock time: seconds and microseconds (0..999999) since 1970-01-01T00:00:00Z.
+struct WallTime {
+   int64_t seconds = 0;
+   int32_t microseconds = 0;
+};
+
+/// Every clock reading and every sleep of the library.
+///
+/// Code above the seam never asks the system itself, so that a test can step time by hand: it installs a clock of its
+/// own with ScopedClock. Owner: the platform; a test owns the one it installs. Threads: any thread, all methods;
+/// monotonicNs and wallTime also inside a signal handler. Locks: none. Life cycle: the system clock lives for the whole
+/// process.
+class Clock {
+public:
+   virtual ~Clock() = default;
+
+   /// Nanoseconds since some fixed point in the past; never goes back, never jumps with the wall clock.
+   [[nodiscard]] virtual uint64_t monotonicNs() const = 0;
+
+   /// The wall clock now, in UTC. May jump in both directions.
+   [[nodiscard]] virtual WallTime wallTime() const = 0;
+
+   /// Lets the calling thread rest for at least `ns` nanoseconds. Not interrupted by signals.
+   virtual void sleepNs(uint64_t ns) = 0;
+
+   /// The clock in force: the system's, or the one a test has installed.
+   [[nodiscard]] static Clock &current();
+};
+
+/// Puts `clock` in force for its own lifetime, then the former one again. For tests; nests.
+/// Install it before other threads read the clock.
+class ScopedClock {
+public:
+   explicit ScopedClock(Clock &clock);
+   ~ScopedClock();
+   ScopedClock(const ScopedClock &) = delete;
+   ScopedClock &operator=(const ScopedClock &) = delete;
+
+private:
+   Clock *mFormer;
+};
+
+} // namespace osal

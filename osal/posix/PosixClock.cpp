@@ -1,0 +1,51 @@
+#include "osal/Clock.h"
+
+#include <atomic>
+#include <cerrno>
+#include <ctime>
+
+namespace osal {
+namespace {
+
+constexpr uint64_t kNsPerSecond = 1'000'000'000;
+
+class PosixClock final : public Clock {
+public:
+   uint64_t monotonicNs() const override {
+      timespec now{};
+      clock_gettime(CLOCK_MONOTONIC, &now);
+      return static_cast<uint64_t>(now.tv_sec) * kNsPerSecond + static_cast<uint64_t>(now.tv_nsec);
+   }
+
+   WallTime wallTime() const override {
+      timespec now{};
+      clock_gettime(CLOCK_REALTIME, &now);
+      return {static_cast<int64_t>(now.tv_sec), static_cast<int32_t>(now.tv_nsec / 1000)};
+   }
+
+   void sleepNs(uint64_t ns) override {
+      timespec left{static_cast<time_t>(ns / kNsPerSecond), static_cast<long>(ns % kNsPerSecond)};
+      while (nanosleep(&left, &left) != 0 && errno == EINTR) {
+      }
+   }
+};
+
+// Never destroyed: the log may read it while the process ends.
+PosixClock &systemClock() {
+   static PosixClock *const clock = new PosixClock;
+   return *clock;
+}
+
+std::atomic<Clock *> gInstalled{nullptr};
+
+} // namespace
+
+Clock &Clock::current() {
+   Clock *const installed = gInstalled.load(std::memory_order_acquire);
+   return installed != nullptr ? *installed : systemClock();
+}
+
+ScopedClock::ScopedClock(Clock &clock) : mFormer(gInstalled.exchange(&clock)) {}
+ScopedClock::~ScopedClock() { gInstalled.store(mFormer); }
+
+} // namespace osal
