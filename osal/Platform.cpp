@@ -1,0 +1,79 @@
+#include "osal/Platform.h"
+
+#include "osal/Places.h"
+#include "osal/unavailable/UnavailableDevices.h"
+#include "osal/unavailable/UnavailablePreferences.h"
+#if defined(MAVR_HAVE_PIPEWIRE)
+#include "osal/pipewire/PipewireDevices.h"
+#endif
+
+#include <atomic>
+#include <cerrno>
+#include <cstdlib>
+#include <string>
+#include <system_error>
+
+namespace osal {
+namespace {
+
+std::atomic<Devices *> gDevices{nullptr};
+std::atomic<ScopedPreferences::Opener> gOpener{nullptr};
+
+std::unique_ptr<Devices> MakeNativeDevices() {
+#if defined(MAVR_HAVE_PIPEWIRE)
+   return MakePipewireDevices();
+#else
+   return MakeUnavailableDevices(Status::Error(ENOSYS, "this build has no access to the machine's own devices"),
+                                 "Build it with the backend of this platform, or set MAVR_OSAL=simulated.");
+#endif
+}
+
+std::unique_ptr<Devices> MakeDevicesOfEnvironment() {
+   const char *const value = std::getenv("MAVR_OSAL");
+   const std::string choice = value != nullptr ? value : "";
+   if (choice.empty() || choice == "native") {
+      return MakeNativeDevices();
+   }
+   return MakeUnavailableDevices(
+      Status::Error(EINVAL, "MAVR_OSAL is \"" + choice + "\"; known values are \"native\" and \"simulated\""),
+      "Unset MAVR_OSAL, or set it to one of the known values.");
+}
+
+} // namespace
+
+Devices &Platform::devices() {
+   if (Devices *const installed = gDevices.load(std::memory_order_acquire)) {
+      return *installed;
+   }
+   // Never destroyed: a host thread may still list devices while the process ends.
+   static Devices *const chosen = MakeDevicesOfEnvironment().release();
+   return *chosen;
+}
+
+std::unique_ptr<Preferences> Platform::openPreferences(std::string_view applicationId) {
+   if (const ScopedPreferences::Opener open = gOpener.load(std::memory_order_acquire)) {
+      return open(applicationId);
+   }
+   const std::string file = places::preferencesFile(applicationId);
+   const int error = errno;
+   if (file.empty()) {
+      return MakeUnavailablePreferences(Status::Error(
+         error != 0 ? error : ENOENT, "no folder for settings: neither XDG_CONFIG_HOME nor HOME is an absolute path, "
+                                      "and the user database names no home folder"));
+   }
+   return MakeUnavailablePreferences(Status::Error(ENOSYS, "this build keeps no settings"));
+}
+
+ScopedDevices::ScopedDevices(Devices &devices)
+    : mFormer(gDevices.exchange(&devices)) {}
+ScopedDevices::~ScopedDevices() {
+   gDevices.store(mFormer);
+}
+
+ScopedPreferences::ScopedPreferences(Opener open)
+    : mFormer(gOpener.exchange(open)) {}
+ScopedPreferences::~ScopedPreferences() {
+   gOpener.store(mFormer);
+}
+
+} // namespace osal
