@@ -27,7 +27,8 @@ size_t Str_Sprintf(char *buffer, size_t size, const char *format, ...) CORVANE_P
 /// as much as fits, terminated. `args` is used up, as by vsnprintf.
 int Str_Vsnprintf(char *buffer, size_t size, const char *format, va_list args) CORVANE_PRINTF(3, 0);
 
-/// Formats into a new heap string; `outLength`, when not null, receives its length. Out of memory ends the process.
+/// Formats into a new heap string, never null; `outLength`, when not null, receives its length. Arguments that cannot be
+/// formatted (a wide string that is no text) give the empty string. Out of memory ends the process.
 char *Str_SafeAsprintf(size_t *outLength, const char *format, ...) CORVANE_PRINTF(2, 3);
 
 /// Copies `source` with its terminator to `target` of `size` bytes; Panic when it does not fit. Returns `target`.
@@ -61,8 +62,8 @@ int File_ListDirectory(const char *folder, char ***outNames);
 void File_FreeNames(char **names, int count);
 
 /// Times of a file in nanoseconds since 1970, and its mode bits, without following a symbolic link. Every out-pointer
-/// may be null. A time that cannot be read is -1 (all ones); so are all of them when the file cannot be read, and the
-/// result is 0. Otherwise the result is 1.
+/// may be null. A time that the system does not tell (on Linux that of creation) is -1, all ones; so are all of them,
+/// with mode 0, when the file cannot be read, and the result is 0. Otherwise the result is 1.
 int File_GetTimes(const char *path, int64_t *outCreate, int64_t *outAccess, int64_t *outWrite, uint32_t *outAttr);
 
 /// Removes a name; the file a symbolic link points to stays. 0 on success, else -1 with errno set.
@@ -71,11 +72,12 @@ int File_Unlink(const char *path);
 /// Moves the file at `path` aside so that a new one can be opened there, and keeps `keepCount` older ones.
 ///
 /// With path "dir/NAME.log" the older files are "dir/NAME-0.log" (newest) to "dir/NAME-<keepCount-1>.log". Each step is
-/// a rename, oldest first, so that no moment exists at which a kept file has two names or none; gaps in the numbers are
-/// tolerated and filled. What would get the number keepCount is overwritten; higher numbers from an earlier, larger
-/// keep count are removed unless `fast`. `fast` moves the numbers only as far as the first gap. `reserved` is 0.
-/// A missing file at `path` is a success. 0 on success, else -1 with errno set; the file is then still at `path`, or
-/// already at its new name.
+/// a rename, so that no moment exists at which a kept file has two names or none, and whoever ends the process in the
+/// middle loses nothing; the next rotation carries on. Gaps in the numbers are tolerated and filled. What would get the
+/// number keepCount is overwritten; higher numbers from an earlier, larger keep count are removed unless `fast`. `fast`
+/// looks at no other name than those from 0 to the first gap. With a keep count of 0 the file at `path` is removed; a
+/// negative one is refused (EINVAL). `reserved` is 0. A missing file at `path` is a success, and nothing is touched.
+/// 0 on success, else -1 with errno set; the file is then still at `path`.
 int File_Rotate(const char *path, int keepCount, int fast, int reserved);
 
 /* ---- File descriptors ------------------------------------------------------------------------------------------- */
@@ -117,10 +119,11 @@ typedef struct FileIODescriptor {
 void FileIO_Invalidate(FileIODescriptor *descriptor);
 int FileIO_IsValid(const FileIODescriptor *descriptor);
 
-/// Opens `path`, close-on-exec, mode 0600 for a new file. On failure the descriptor is invalid.
+/// Opens `path`, close-on-exec, mode 0600 for a new file. On failure the descriptor is invalid. Never waits: a FIFO is
+/// opened at once or not at all, and then gives EAGAIN where it would block. What the descriptor held is not looked at.
 int FileIO_Open(FileIODescriptor *descriptor, const char *path, int access, int action);
 
-/// The same with `mode` for a new file, tried again for up to `retryMs` milliseconds while the failure is one that
+/// The same with the permission bits of `mode`, less the process's umask, for a new file, tried again for up to `retryMs` milliseconds while the failure is one that
 /// passes by itself (interrupted, busy, stale, would block). Other failures, a full descriptor table among them, end it
 /// at once.
 int FileIO_CreateRetry(FileIODescriptor *descriptor, const char *path, int access, int action, int mode, uint32_t retryMs);
@@ -137,7 +140,7 @@ int64_t FileIO_Seek(FileIODescriptor *descriptor, int64_t offset, int whence);
 int FileIO_Truncate(FileIODescriptor *descriptor, int64_t size); ///< true on success
 int FileIO_Sync(FileIODescriptor *descriptor);                    ///< 0 on success
 int FileIO_Close(FileIODescriptor *descriptor);                   ///< 0 on success; the descriptor is invalid either way
-/// Closes and removes the name, if the name still is this file.
+/// Closes, and removes the name if it still is this file; another file of that name stays. 0 on success.
 int FileIO_CloseAndUnlink(FileIODescriptor *descriptor);
 const char *FileIO_ErrorEnglish(int status); ///< never null
 
@@ -164,6 +167,7 @@ void MXUser_ReleaseRecLock(MXUserRecLock *lock);
 int MXUser_IsCurThreadHoldingRecLock(const MXUserRecLock *lock);
 
 /// Name of the present thread as the system has it now; empty when it has none. Valid until the thread's next call.
+/// One call of the system: anyone may rename a thread at any moment, so that no copy could be trusted.
 const char *VThreadBase_CurName(void);
 /// Whether the present thread has said that it runs a signal handler.
 int VThreadBase_IsInSignal(void);
@@ -172,11 +176,12 @@ int VThreadBase_SetIsInSignal(int inSignal);
 
 /* ---- Dictionary ------------------------------------------------------------------------------------------------- */
 
-/// Text keys, case-sensitive, with a text, long or boolean value each. Threads: one at a time.
+/// Text keys, case-sensitive, with a text, long or boolean value each. Threads: one at a time. Out of memory ends the
+/// process.
 typedef struct Dictionary Dictionary;
 Dictionary *Dictionary_Create(void);
 void Dictionary_Free(Dictionary *dictionary);
-void Dict_SetString(Dictionary *dictionary, const char *value, const char *key);
+void Dict_SetString(Dictionary *dictionary, const char *value, const char *key); ///< null: the key is absent again
 void Dict_SetLong(Dictionary *dictionary, int32_t value, const char *key);
 void Dict_SetBool(Dictionary *dictionary, int value, const char *key);
 /// Heap string; copy of `defaultValue` (null for null) when the key is absent. A long or boolean reads as its text.
@@ -188,15 +193,17 @@ int Dict_GetBool(const Dictionary *dictionary, int defaultValue, const char *key
 
 /* ---- Configuration files ---------------------------------------------------------------------------------------- */
 
-/// Reads the configuration files (TOML) afresh. Called once at set-up; until then every key is absent.
+/// Reads the configuration files (TOML, at most 1 MiB each) afresh. Called once at set-up; until then every key is
+/// absent. A file that is damaged, too large, no plain file or unreadable counts as empty; a missing one is no trouble.
 void Preference_Init(void);
-/// What was wrong with the files at the last Preference_Init: one line for people, or null. Valid until the next one.
+/// What was wrong with the files at the last Preference_Init: one line for people that names file, place and reason, or
+/// null. Valid until the next one.
 const char *Preference_Trouble(void);
 
 /// The value of the key that `keyFormat` and its arguments make: first as one quoted key, then as a dotted path, in the
 /// user's file, then the same in the machine's. The key's type must fit: a text, an integer in the 32-bit range, a
 /// boolean; a text is also accepted for the other two by the rules of Dict_GetLong and Dict_GetBool, and an integer or
-/// boolean as text. Anything else counts as absent and gives the default.
+/// boolean as text. Anything else counts as absent in its place: the next place is asked, and the default comes last.
 char *Config_GetString(const char *defaultValue, const char *keyFormat, ...) CORVANE_PRINTF(2, 3); ///< heap, or null
 int32_t Config_GetLong(int32_t defaultValue, const char *keyFormat, ...) CORVANE_PRINTF(2, 3);
 int Config_GetBool(int defaultValue, const char *keyFormat, ...) CORVANE_PRINTF(2, 3);
@@ -254,7 +261,7 @@ const char *Unicode_EncodingEnumToName(int encoding); ///< "UTF-8"; "Unknown" fo
 int Util_Throttle(uint32_t count);
 
 struct LogConfigSource;
-/// Makes the process's table of log levels that users may name beside the log's own, empty. Safe to call again.
+/// Begins the record of how the log's levels are configured, and forgets a former one. Safe to call again.
 void LogLevel_UserExtensionCreate(void);
 /// Remembers through which source the log was configured, for LogLevel_ConfiguredBy.
 void LogLevel_Configure(const struct LogConfigSource *source);

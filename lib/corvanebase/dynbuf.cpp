@@ -5,7 +5,9 @@
 #include <cstring>
 #include <utility>
 
-void DynBuf_Init(DynBuf *buffer) { *buffer = {}; }
+void DynBuf_Init(DynBuf *buffer) {
+   *buffer = {};
+}
 
 int DynBuf_Append(DynBuf *buffer, const void *data, size_t size) {
    if (size > SIZE_MAX / 2 - buffer->size) {
