@@ -8,7 +8,8 @@
 
 namespace MMDev {
 
-/// What kind of device a record describes. Not the device type of the exported functions, whose numbers are the reverse.
+/// What kind of device a record describes. Not the device type of the exported functions, whose numbers are the
+/// reverse.
 enum DeviceKind : uint32_t { kAudioInput = 1, kVideoInput = 2 };
 
 /// One capture device, camera or microphone. A plain value; all texts are UTF-8 of any length.
@@ -31,9 +32,9 @@ using DeviceList = std::vector<DeviceInfo>;
 
 /// A camera with its sizes.
 struct WebcamDeviceInfo {
-   std::string name;   ///< display name, with the number of a double
-   std::string guid;   ///< MakeDeviceGuid of the unique id
-   std::string userId; ///< raw name, "#", unique id
+   std::string name;                                       ///< display name, with the number of a double
+   std::string guid;                                       ///< MakeDeviceGuid of the unique id
+   std::string userId;                                     ///< raw name, "#", unique id
    std::vector<std::pair<uint32_t, uint32_t>> resolutions; ///< (width, height), each once, ascending by width, height
 };
 
