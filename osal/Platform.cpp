@@ -1,6 +1,7 @@
 #include "osal/Platform.h"
 
 #include "osal/Places.h"
+#include "osal/simulated/SimulatedDevices.h"
 #include "osal/unavailable/UnavailableDevices.h"
 #include "osal/unavailable/UnavailablePreferences.h"
 #if defined(MAVR_HAVE_PIPEWIRE)
@@ -11,7 +12,6 @@
 #include <cerrno>
 #include <cstdlib>
 #include <string>
-#include <system_error>
 
 namespace osal {
 namespace {
@@ -33,6 +33,10 @@ std::unique_ptr<Devices> MakeDevicesOfEnvironment() {
    const std::string choice = value != nullptr ? value : "";
    if (choice.empty() || choice == "native") {
       return MakeNativeDevices();
+   }
+   if (choice == "simulated") {
+      const char *const file = std::getenv("MAVR_SIMULATION");
+      return MakeSimulatedDevices(file != nullptr ? file : "");
    }
    return MakeUnavailableDevices(
       Status::Error(EINVAL, "MAVR_OSAL is \"" + choice + "\"; known values are \"native\" and \"simulated\""),

@@ -45,7 +45,10 @@ Clock &Clock::current() {
    return installed != nullptr ? *installed : systemClock();
 }
 
-ScopedClock::ScopedClock(Clock &clock) : mFormer(gInstalled.exchange(&clock)) {}
-ScopedClock::~ScopedClock() { gInstalled.store(mFormer); }
+ScopedClock::ScopedClock(Clock &clock)
+    : mFormer(gInstalled.exchange(&clock)) {}
+ScopedClock::~ScopedClock() {
+   gInstalled.store(mFormer);
+}
 
 } // namespace osal

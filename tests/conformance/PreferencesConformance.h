@@ -6,6 +6,7 @@
 
 #include <functional>
 #include <memory>
+#include <ostream>
 #include <string>
 
 namespace conformance {
@@ -20,6 +21,7 @@ public:
 struct PreferenceCase {
    std::string name;
    std::function<std::unique_ptr<PreferenceBackend>()> make;
+   friend std::ostream &operator<<(std::ostream &out, const PreferenceCase &it) { return out << it.name; }
 };
 
 /// What every backend of osal::Preferences promises. Instantiate it with one PreferenceCase for each backend.

@@ -142,6 +142,9 @@ osal::Status FakeDevices::discoverySession(std::span<const osal::DeviceType> dev
    if (!discoveryStatus.ok()) {
       return discoveryStatus;
    }
+   if (mediaType != osal::MediaType::Video) {
+      return osal::Status::Ok();
+   }
    for (const FakeCamera &camera : cameras) {
       devices->push_back(std::make_shared<FakeCaptureDevice>(camera));
    }
