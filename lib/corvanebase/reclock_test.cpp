@@ -1,5 +1,7 @@
 #include "lib/corvanebase/corvanebase.h"
 
+#include <atomic>
+#include <cerrno>
 #include <csignal>
 #include <gtest/gtest.h>
 #include <sys/wait.h>
@@ -94,6 +96,44 @@ TEST_F(RecLock, ChildOfAForkInASecondThreadReleasesToo) {
       MXUser_ReleaseRecLock(mLock);
    }).join();
    EXPECT_EQ(status, 0);
+}
+
+MXUserRecLock *gSignalLock = nullptr;
+std::atomic<int> gSignalsTaken{0};
+
+void TakeInHandler(int) {
+   const int error = errno;
+   MXUser_AcquireRecLock(gSignalLock);
+   MXUser_ReleaseRecLock(gSignalLock);
+   gSignalsTaken.fetch_add(1, std::memory_order_relaxed);
+   errno = error;
+}
+
+// A lock that takes itself and notes its holder in two steps hangs here within a few thousand signals.
+TEST_F(RecLock, SignalHandlerMayTakeItBetweenAnyTwoStepsOfItsThread) {
+   gSignalLock = mLock;
+   struct sigaction action {};
+   action.sa_handler = TakeInHandler;
+   ASSERT_EQ(sigaction(SIGUSR1, &action, nullptr), 0);
+   std::atomic<bool> stop{false};
+   std::thread worker([&] {
+      while (!stop.load(std::memory_order_relaxed)) {
+         MXUser_AcquireRecLock(mLock);
+         MXUser_AcquireRecLock(mLock);
+         MXUser_ReleaseRecLock(mLock);
+         EXPECT_NE(MXUser_IsCurThreadHoldingRecLock(mLock), 0);
+         MXUser_ReleaseRecLock(mLock);
+      }
+   });
+   for (int i = 0; i < 20'000; ++i) {
+      ASSERT_EQ(pthread_kill(worker.native_handle(), SIGUSR1), 0);
+      MXUser_AcquireRecLock(mLock); // and against another thread
+      MXUser_ReleaseRecLock(mLock);
+   }
+   stop = true;
+   worker.join();
+   EXPECT_GT(gSignalsTaken.load(), 0);
+   EXPECT_EQ(MXUser_IsCurThreadHoldingRecLock(mLock), 0);
 }
 
 TEST(RecLockLife, NullIsAllowedWhereTheHeaderSaysSo) {
