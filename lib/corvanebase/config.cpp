@@ -16,6 +16,9 @@
 
 namespace {
 
+using corvanebase::FormatHeap;
+using corvanebase::HeapText;
+
 constexpr size_t kLargestFile = size_t{1} << 20U;
 
 struct Configuration {
@@ -114,8 +117,7 @@ const toml::node *FindDotted(const toml::table &file, std::string_view path) {
 
 // Asks each place in turn until `accept` has taken a value.
 template <class Accept>
-bool Ask(const char *keyFormat, va_list args, Accept accept) noexcept {
-   const corvanebase::HeapText key = corvanebase::FormatHeap(nullptr, keyFormat, args);
+bool Ask(const HeapText &key, Accept accept) noexcept {
    if (key == nullptr) {
       return false;
    }
@@ -202,34 +204,38 @@ const char *Preference_Trouble(void) {
 char *Config_GetString(const char *defaultValue, const char *keyFormat, ...) {
    va_list args;
    va_start(args, keyFormat);
-   std::string value;
-   const bool found = Ask(keyFormat, args, [&](const toml::node &node) { return ReadText(node, value); });
+   const HeapText key = FormatHeap(nullptr, keyFormat, args);
    va_end(args);
+   std::string value;
+   const bool found = Ask(key, [&](const toml::node &node) { return ReadText(node, value); });
    return UtilSafeStrdup0(found ? value.c_str() : defaultValue);
 }
 
 int32_t Config_GetLong(int32_t defaultValue, const char *keyFormat, ...) {
    va_list args;
    va_start(args, keyFormat);
-   int32_t value = 0;
-   const bool found = Ask(keyFormat, args, [&](const toml::node &node) { return ReadLong(node, value); });
+   const HeapText key = FormatHeap(nullptr, keyFormat, args);
    va_end(args);
+   int32_t value = 0;
+   const bool found = Ask(key, [&](const toml::node &node) { return ReadLong(node, value); });
    return found ? value : defaultValue;
 }
 
 int Config_GetBool(int defaultValue, const char *keyFormat, ...) {
    va_list args;
    va_start(args, keyFormat);
-   int value = 0;
-   const bool found = Ask(keyFormat, args, [&](const toml::node &node) { return ReadBool(node, value); });
+   const HeapText key = FormatHeap(nullptr, keyFormat, args);
    va_end(args);
+   int value = 0;
+   const bool found = Ask(key, [&](const toml::node &node) { return ReadBool(node, value); });
    return found ? value : defaultValue;
 }
 
 int Config_NotSet(const char *keyFormat, ...) {
    va_list args;
    va_start(args, keyFormat);
-   const bool found = Ask(keyFormat, args, [](const toml::node & /*node*/) { return true; });
+   const HeapText key = FormatHeap(nullptr, keyFormat, args);
    va_end(args);
+   const bool found = Ask(key, [](const toml::node & /*node*/) { return true; });
    return found ? 0 : 1;
 }

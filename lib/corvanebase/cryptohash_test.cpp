@@ -44,7 +44,7 @@ TEST(CryptoHashSHA256, GivesThePublishedDigests) {
 TEST(CryptoHashSHA256, DoesNotDependOnThePieces) {
    const std::string data(1000, 'a');
    const std::string whole = Hash(data, 1000);
-   for (const size_t piece : {1, 3, 63, 64, 65, 999}) {
+   for (const size_t piece : {1U, 3U, 63U, 64U, 65U, 999U}) {
       EXPECT_EQ(Hash(data, piece), whole) << piece;
    }
 }

@@ -18,6 +18,7 @@ std::atomic_flag gPanicking = ATOMIC_FLAG_INIT;
 // for the longest message of the component log.
 char gText[66'000];
 
+size_t FormatText(const char *format, va_list args) CORVANE_PRINTF(1, 0);
 size_t FormatText(const char *format, va_list args) {
    constexpr size_t kLongest = sizeof gText - 2; // a line feed and the terminator go behind it
    const int formatted = std::vsnprintf(gText, sizeof gText - 1, format, args);

@@ -50,6 +50,7 @@ TEST(StrSprintf, TouchesNothingWithoutRoom) {
    EXPECT_EQ(byte, '\0');
 }
 
+int Format(char *buffer, size_t size, const char *format, ...) CORVANE_PRINTF(3, 4);
 int Format(char *buffer, size_t size, const char *format, ...) {
    va_list args;
    va_start(args, format);

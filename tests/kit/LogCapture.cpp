@@ -12,6 +12,7 @@ namespace {
 
 LogCapture *gCapture = nullptr;
 
+std::string FormatV(const char *format, va_list args) __attribute__((format(printf, 1, 0)));
 std::string FormatV(const char *format, va_list args) {
    va_list again;
    va_copy(again, args);
@@ -60,9 +61,8 @@ int LogCapture::Count(int level, const char *format, ...) const {
    const std::string wanted = FormatV(format, args);
    va_end(args);
    const std::lock_guard<std::mutex> guard(mLock);
-   return static_cast<int>(std::count_if(mLines.begin(), mLines.end(), [&](const Line &line) {
-      return line.level == level && line.text == wanted;
-   }));
+   return static_cast<int>(std::count_if(mLines.begin(), mLines.end(),
+                                         [&](const Line &line) { return line.level == level && line.text == wanted; }));
 }
 
 int LogCapture::CountLevel(int level) const {

@@ -1,7 +1,10 @@
 #include "lib/mfw/common/logger.h"
 
+#include "lib/mfw/common/bsd_vsnprintf.h"
+
 #include <algorithm>
 #include <cassert>
+#include <cerrno>
 #include <cstdio>
 #include <cstring>
 
@@ -13,11 +16,24 @@ constexpr size_t kBufferSize = 65534;
 
 std::atomic<logger *> gInstance{nullptr};
 
-// Puts a line feed and a zero behind a text of `length` bytes, cut so that both fit into `size` bytes.
-void EndLine(char *buffer, size_t size, int length) {
-   const size_t end = std::min(static_cast<size_t>(std::max(length, 0)), size - 2);
+// Puts a line feed and a zero behind a formatted text, cut so that both fit into `size` bytes. `formatted` is what the
+// formatted print has returned: a text that did not fit, or could not be formatted, is as long as what is there.
+// Required: the cut by one more byte, for the line feed, has no regard to characters that span bytes.
+void EndLine(char *buffer, size_t size, int formatted) {
+   const bool whole = formatted >= 0 && static_cast<size_t>(formatted) < size;
+   const size_t length = whole ? static_cast<size_t>(formatted) : std::strlen(buffer);
+   const size_t end = std::min(length, size - 2);
    buffer[end] = '\n';
    buffer[end + 1] = '\0';
+}
+
+// Formats a message for the callback. Keeps errno: who logs a failure may go on to report it.
+void FormatLine(char *buffer, size_t size, const char *format, va_list args) __attribute__((format(printf, 3, 0)));
+void FormatLine(char *buffer, size_t size, const char *format, va_list args) {
+   const int error = errno;
+   buffer[0] = '\0';
+   EndLine(buffer, size, bsd_vsnprintf(buffer, size, format, args));
+   errno = error;
 }
 
 } // namespace
@@ -34,12 +50,14 @@ logger &logger::Instance() {
    return *instance;
 }
 
-void logger::Init(Callback clb) { Instance().SetCallback(clb); }
+void logger::Init(Callback clb) {
+   Instance().SetCallback(clb);
+}
 
 void logger::SetCallback(Callback callback) {
    assert(callback != nullptr && "clb");
    SetDropBelow(TRACE);
-   clb = callback;
+   clb.store(callback, std::memory_order_relaxed);
 }
 
 void logger::Release() {
@@ -57,20 +75,20 @@ void logger::Log(const char *file, int line, int level, const char *format, ...)
 void logger::LogV(const char * /*file*/, int /*line*/, int level, const char *format, va_list args) {
    logger &self = Instance();
    char text[kBufferSize];
-   EndLine(text, sizeof text, std::vsnprintf(text, sizeof text, format, args));
-   if (self.clb == nullptr) {
-      std::fputs(text, stdout);
-      std::fputc('\n', stdout);
-      std::fflush(stdout);
+   FormatLine(text, sizeof text, format, args);
+   if (const Callback callback = self.clb.load(std::memory_order_relaxed); callback != nullptr) {
+      callback(text, level);
       return;
    }
-   self.clb(text, level);
+   // One call, so that the lines of two threads do not mix. The text has a line feed already: an empty line follows.
+   std::printf("%s\n", text);
+   std::fflush(stdout);
 }
 
 char *logger::FormatMsg(char *msgBuffer, size_t msgBufferLen, const char *format, va_list args) {
    assert(msgBuffer != nullptr);
    assert(msgBufferLen > 1);
-   EndLine(msgBuffer, msgBufferLen, std::vsnprintf(msgBuffer, msgBufferLen, format, args));
+   FormatLine(msgBuffer, msgBufferLen, format, args);
    return msgBuffer;
 }
 

@@ -8,8 +8,9 @@
 /// The front end that all component code logs with: formats a message and hands it to one installed callback.
 ///
 /// Owner: the process; made on first use. Threads: any thread may log at any time; the callback is installed before the
-/// threads start. Locks: none. Each call needs 64 KiB of the caller's stack and no heap. Life cycle: without a callback
-/// messages go to standard output; with one they go there, whatever their level.
+/// threads start. Locks: none. Each call needs 64 KiB of the caller's stack and no heap, and keeps errno. Life cycle:
+/// without a callback messages go to standard output, an empty line behind each; with one they go there, whatever their
+/// level.
 class logger {
 public:
    enum Level : int { TRACE = 0, DEBUG = 1, INFO = 2, WARN = 3, ERROR = 4, FATAL = 5 };
@@ -17,8 +18,8 @@ public:
    /// Takes a finished message, which ends in a line feed, and its level. What goes wrong in it is its own business.
    using Callback = void (*)(const char *text, int level);
 
-   /// Formats and delivers one message: at most 65532 bytes, then a line feed. `file` and `line` are not shown.
-   /// Use the MAVR_LOG_... forms below, which cost nothing for a message that nobody wants.
+   /// Formats (bsd_vsnprintf) and delivers one message: at most 65532 bytes, then a line feed. `file` and `line` are
+   /// not shown. Use the MAVR_LOG_... forms below, which cost nothing for a message that nobody wants.
    static void Log(const char *file, int line, int level, const char *format, ...)
       __attribute__((format(printf, 4, 5)));
    static void LogV(const char *file, int line, int level, const char *format, va_list args)
@@ -29,7 +30,7 @@ public:
    static logger &Instance();
    /// The same for an object that exists.
    void SetCallback(Callback clb);
-   /// Deletes the object; messages go to standard output again.
+   /// Deletes the object; messages go to standard output again. No thread may be logging.
    static void Release();
 
    /// Formats into `msgBuffer`, with a line feed and a zero behind the text, cut at msgBufferLen - 2. Asserts on a null
@@ -50,7 +51,7 @@ public:
 private:
    static std::atomic<int> sDropBelow;
 
-   Callback clb = nullptr;
+   std::atomic<Callback> clb{nullptr};
 };
 
 #define MAVR_LOG(level, ...)                                                                                           \
