@@ -27,6 +27,13 @@ if(MAVR_CCACHE AND NOT CMAKE_CXX_COMPILER_LAUNCHER)
   set(CMAKE_C_COMPILER_LAUNCHER "${MAVR_CCACHE}")
 endif()
 
+# The sanitizers bring checks of their own; a debug build has nothing for these to work on.
+if(MAVR_SANITIZE)
+  set(MAVR_FORTIFY "")
+else()
+  set(MAVR_FORTIFY $<$<NOT:$<CONFIG:Debug>>:-U_FORTIFY_SOURCE> $<$<NOT:$<CONFIG:Debug>>:-D_FORTIFY_SOURCE=2>)
+endif()
+
 add_library(mavr_build INTERFACE)
 target_compile_features(mavr_build INTERFACE cxx_std_20 c_std_99)
 set_property(DIRECTORY PROPERTY CXX_EXTENSIONS OFF)
@@ -43,8 +50,7 @@ target_compile_options(mavr_build INTERFACE
   # Source paths in the binary do not depend on where it was built.
   "-ffile-prefix-map=${PROJECT_SOURCE_DIR}/="
   -fstack-protector-strong
-  $<$<AND:$<NOT:$<CONFIG:Debug>>,$<STREQUAL:${MAVR_SANITIZE},>>:-U_FORTIFY_SOURCE>
-  $<$<AND:$<NOT:$<CONFIG:Debug>>,$<STREQUAL:${MAVR_SANITIZE},>>:-D_FORTIFY_SOURCE=2>)
+  ${MAVR_FORTIFY})
 if(CMAKE_SYSTEM_PROCESSOR STREQUAL "x86_64")
   target_compile_options(mavr_build INTERFACE $<$<CXX_COMPILER_ID:GNU,Clang>:-fcf-protection>)
 endif()
