@@ -1,6 +1,7 @@
 #include "osal/Platform.h"
 
 #include "osal/Places.h"
+#include "osal/posix/PosixPreferences.h"
 #include "osal/simulated/SimulatedDevices.h"
 #include "osal/unavailable/UnavailableDevices.h"
 #include "osal/unavailable/UnavailablePreferences.h"
@@ -65,7 +66,7 @@ std::unique_ptr<Preferences> Platform::openPreferences(std::string_view applicat
          error != 0 ? error : ENOENT, "no folder for settings: neither XDG_CONFIG_HOME nor HOME is an absolute path, "
                                       "and the user database names no home folder"));
    }
-   return MakeUnavailablePreferences(Status::Error(ENOSYS, "this build keeps no settings"));
+   return MakePosixPreferences(file);
 }
 
 ScopedDevices::ScopedDevices(Devices &devices)

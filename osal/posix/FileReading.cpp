@@ -76,7 +76,8 @@ FileStamp StampOf(const struct ::stat &facts) {
            static_cast<int64_t>(facts.st_size),
            Ns(modified),
            Ns(changed),
-           static_cast<uint32_t>(facts.st_mode)};
+           static_cast<uint32_t>(facts.st_mode),
+           static_cast<uint64_t>(facts.st_nlink)};
 }
 
 int64_t FileTimeNowNs() {
@@ -89,7 +90,8 @@ int64_t FileTimeNowNs() {
    return Ns(now);
 }
 
-Status ReadWholeFile(FileLayer &layer, const std::string &path, size_t limit, std::string *content, FileStamp *stamp) {
+Status ReadWholeFile(FileLayer &layer, const std::string &path, size_t limit, std::string *content, FileStamp *stamp,
+                     std::unique_ptr<OpenFile> *keptOpen) {
    struct ::stat facts {};
    if (layer.stat(path.c_str(), &facts) != 0) {
       return SystemError(errno, "cannot be opened");
@@ -97,21 +99,25 @@ Status ReadWholeFile(FileLayer &layer, const std::string &path, size_t limit, st
    if (Status kind = CheckKind(facts, limit); !kind.ok()) {
       return kind;
    }
-   const OpenFile file(layer, layer.open(path.c_str(), O_RDONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC, 0));
-   if (!file.IsOpen()) {
+   auto file =
+      std::make_unique<OpenFile>(layer, layer.open(path.c_str(), O_RDONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC, 0));
+   if (!file->IsOpen()) {
       return SystemError(errno, "cannot be opened");
    }
    // Looked at again: the name may have been given to something else in between.
-   if (layer.fstat(file.Fd(), &facts) != 0) {
+   if (layer.fstat(file->Fd(), &facts) != 0) {
       return SystemError(errno, "cannot be opened");
    }
    if (Status kind = CheckKind(facts, limit); !kind.ok()) {
       return kind;
    }
-   if (Status status = ReadToEnd(layer, file.Fd(), static_cast<size_t>(facts.st_size), limit, content); !status.ok()) {
+   if (Status status = ReadToEnd(layer, file->Fd(), static_cast<size_t>(facts.st_size), limit, content); !status.ok()) {
       return status;
    }
    *stamp = StampOf(facts);
+   if (keptOpen != nullptr) {
+      *keptOpen = std::move(file);
+   }
    return Status::Ok();
 }
 

@@ -5,6 +5,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <memory>
 #include <string>
 
 namespace osal {
@@ -18,6 +19,7 @@ struct FileStamp {
    int64_t modifiedNs = 0;
    int64_t changedNs = 0;
    uint32_t mode = 0;
+   uint64_t links = 0; ///< 0: the file that is open has lost its name, another one may have it now
    friend bool operator==(const FileStamp &, const FileStamp &) = default;
 };
 
@@ -35,9 +37,10 @@ struct FileStamp {
 
 /// Reads the whole of a plain file. Links are followed; nothing else than a plain file is opened, so that the call
 /// can't block on a pipe or a device. Fails with EFBIG above `limit` bytes. `*content` and `*stamp` (the state that was
-/// read) are replaced on success and as they were on failure. The reason does not repeat the path.
+/// read) are replaced on success and as they were on failure; with `keptOpen` the file stays open there. The reason
+/// does not repeat the path.
 [[nodiscard]] Status ReadWholeFile(FileLayer &layer, const std::string &path, size_t limit, std::string *content,
-                                   FileStamp *stamp);
+                                   FileStamp *stamp, std::unique_ptr<OpenFile> *keptOpen = nullptr);
 
 /// A status with the system's text for `error`: "cannot be opened: Permission denied".
 [[nodiscard]] Status SystemError(int error, const std::string &what);

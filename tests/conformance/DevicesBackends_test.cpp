@@ -8,6 +8,13 @@
 namespace conformance {
 namespace {
 
+template <typename Backend>
+DeviceCase Case(const char *name) {
+   return {name, [] {
+              return std::make_unique<Backend>();
+           }};
+}
+
 /// Scenes as simulation files.
 class Simulated final : public DeviceBackend {
 public:
@@ -55,14 +62,7 @@ private:
 };
 
 INSTANTIATE_TEST_SUITE_P(Backends, DevicesConformance,
-                         testing::Values(DeviceCase{"simulated",
-                                                    [] {
-                                                       return std::make_unique<Simulated>();
-                                                    }},
-                                         DeviceCase{"fake",
-                                                    [] {
-                                                       return std::make_unique<Fake>();
-                                                    }}),
+                         testing::Values(Case<Simulated>("simulated"), Case<Fake>("fake")),
                          [](const auto &test) { return test.param.name; });
 
 } // namespace
