@@ -28,7 +28,13 @@ void FaultyFileLayer::Reset() {
    mAction = nullptr;
 }
 
-bool FaultyFileLayer::Fails() {
+bool FaultyFileLayer::Fails(const char *name, const char *path, const char *otherPath) {
+   if (mRecord != nullptr) {
+      const auto nameOf = [](const char *whole) {
+         return whole != nullptr ? " " + std::string(whole).substr(std::string(whole).rfind('/') + 1) : std::string();
+      };
+      mRecord->push_back(name + nameOf(path) + nameOf(otherPath));
+   }
    const int call = ++mCalls;
    if (mAt == 0 || call < mAt || (call > mAt && mLength == Length::Once)) {
       return false;
@@ -41,20 +47,20 @@ bool FaultyFileLayer::Fails() {
 }
 
 int FaultyFileLayer::stat(const char *path, struct ::stat *out) {
-   return Fails() ? -1 : FileLayer::stat(path, out);
+   return Fails("stat", path) ? -1 : FileLayer::stat(path, out);
 }
 int FaultyFileLayer::lstat(const char *path, struct ::stat *out) {
-   return Fails() ? -1 : FileLayer::lstat(path, out);
+   return Fails("lstat", path) ? -1 : FileLayer::lstat(path, out);
 }
 int FaultyFileLayer::fstat(int fd, struct ::stat *out) {
-   return Fails() ? -1 : FileLayer::fstat(fd, out);
+   return Fails("fstat") ? -1 : FileLayer::fstat(fd, out);
 }
 int FaultyFileLayer::open(const char *path, int flags, mode_t mode) {
-   return Fails() ? -1 : FileLayer::open(path, flags, mode);
+   return Fails("open", path) ? -1 : FileLayer::open(path, flags, mode);
 }
 
 int FaultyFileLayer::close(int fd) {
-   const bool fails = Fails();
+   const bool fails = Fails("close");
    const int error = errno;
    const int result = FileLayer::close(fd);
    errno = error;
@@ -62,23 +68,23 @@ int FaultyFileLayer::close(int fd) {
 }
 
 ssize_t FaultyFileLayer::read(int fd, void *buffer, size_t size) {
-   return Fails() ? -1 : FileLayer::read(fd, buffer, size);
+   return Fails("read") ? -1 : FileLayer::read(fd, buffer, size);
 }
 
 ssize_t FaultyFileLayer::write(int fd, const void *buffer, size_t size) {
    // In small pieces, as a disk that is nearly full takes them.
-   return Fails() ? -1 : FileLayer::write(fd, buffer, std::min<size_t>(size, 200));
+   return Fails("write") ? -1 : FileLayer::write(fd, buffer, std::min<size_t>(size, 200));
 }
 
 int FaultyFileLayer::fchmod(int fd, mode_t mode) {
-   return Fails() ? -1 : FileLayer::fchmod(fd, mode);
+   return Fails("fchmod") ? -1 : FileLayer::fchmod(fd, mode);
 }
 int FaultyFileLayer::fsync(int fd) {
-   return Fails() ? -1 : FileLayer::fsync(fd);
+   return Fails("fsync") ? -1 : FileLayer::fsync(fd);
 }
 
 int FaultyFileLayer::flock(int fd, int operation) {
-   const bool fails = Fails();
+   const bool fails = Fails(operation == LOCK_UN ? "unlock" : "lock");
    const int error = errno;
    if (fails && operation != LOCK_UN) {
       return -1;
@@ -91,19 +97,19 @@ int FaultyFileLayer::flock(int fd, int operation) {
 }
 
 int FaultyFileLayer::mkdir(const char *path, mode_t mode) {
-   return Fails() ? -1 : FileLayer::mkdir(path, mode);
+   return Fails("mkdir", path) ? -1 : FileLayer::mkdir(path, mode);
 }
 int FaultyFileLayer::rename(const char *from, const char *to) {
-   return Fails() ? -1 : FileLayer::rename(from, to);
+   return Fails("rename", from, to) ? -1 : FileLayer::rename(from, to);
 }
 int FaultyFileLayer::unlink(const char *path) {
-   return Fails() ? -1 : FileLayer::unlink(path);
+   return Fails("unlink", path) ? -1 : FileLayer::unlink(path);
 }
 ssize_t FaultyFileLayer::readlink(const char *path, char *buffer, size_t size) {
-   return Fails() ? -1 : FileLayer::readlink(path, buffer, size);
+   return Fails("readlink", path) ? -1 : FileLayer::readlink(path, buffer, size);
 }
 int FaultyFileLayer::accessForWriting(const char *path) {
-   return Fails() ? -1 : FileLayer::accessForWriting(path);
+   return Fails("access", path) ? -1 : FileLayer::accessForWriting(path);
 }
 
 } // namespace osal

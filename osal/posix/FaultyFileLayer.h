@@ -4,6 +4,8 @@
 
 #include <atomic>
 #include <functional>
+#include <string>
+#include <vector>
 
 namespace osal {
 
@@ -22,6 +24,8 @@ public:
    /// Lets everything through and counts from 0.
    void Reset();
    [[nodiscard]] int Calls() const { return mCalls.load(); }
+   /// From now on keeps the calls as text, "rename FILE.tmp FILE", without the folder; one thread only.
+   void Record(std::vector<std::string> *calls) { mRecord = calls; }
 
    int stat(const char *path, struct ::stat *out) override;
    int lstat(const char *path, struct ::stat *out) override;
@@ -40,13 +44,14 @@ public:
    int accessForWriting(const char *path) override;
 
 private:
-   bool Fails();
+   bool Fails(const char *name, const char *path = nullptr, const char *otherPath = nullptr);
 
    std::atomic<int> mCalls{0};
    int mAt = 0;
    int mError = 0;
    Length mLength = Length::Once;
    std::function<void()> mAction;
+   std::vector<std::string> *mRecord = nullptr;
 };
 
 } // namespace osal

@@ -196,6 +196,10 @@ TEST_F(PosixPreferencesTest, AChangeOfTheFileIsSeenByTheNextRead) {
    LetFileClockPass(); // from here on the reads look at the file's state only
    ASSERT_EQ(preferences->copyAppValue("key"), PreferenceValue(int64_t{9}));
    ASSERT_EQ(preferences->copyAppValue("key"), PreferenceValue(int64_t{9}));
+   WriteRaw(Plist("<key>key</key><integer>6</integer>")); // in place, of the same size
+   ASSERT_EQ(preferences->copyAppValue("key"), PreferenceValue(int64_t{6}));
+   WriteRaw(Plist("<key>key</key><integer>9</integer>"));
+   LetFileClockPass();
    kit::WriteFile(mFile + ".new", Plist("<key>key</key><integer>8</integer>"));
    ASSERT_EQ(preferences->copyAppValue("key"), PreferenceValue(int64_t{9}));
    std::filesystem::rename(mFile + ".new", mFile); // replaced
@@ -446,6 +450,47 @@ TEST_F(PosixPreferencesTest, ATemporaryFileOfAKilledWriterIsReplaced) {
    ASSERT_TRUE(Open()->setAppValue("key", int64_t{2}).ok());
    EXPECT_EQ(kit::ReadFile(mHome / "precious"), "precious");
    EXPECT_THAT(Names(), ElementsAre("d.plist", "d.plist.lock"));
+}
+
+TEST_F(PosixPreferencesTest, AWriteIsOnDiskBeforeItsNameAndTheNameBeforeItIsAcknowledged) {
+   FaultyFileLayer layer;
+   const auto preferences = MakePosixPreferences(mFile, layer);
+   ASSERT_TRUE(preferences->setAppValue("key", int64_t{1}).ok());
+   std::vector<std::string> calls;
+   layer.Record(&calls);
+   ASSERT_TRUE(preferences->setAppValue("key", int64_t{2}).ok());
+   layer.Record(nullptr);
+   EXPECT_THAT(calls, ElementsAre("readlink d.plist", "stat corvane", "open d.plist.lock", "lock", "stat d.plist",
+                                  "access d.plist", "stat d.plist", "open d.plist", "fstat", "read", "read", "close",
+                                  "unlink d.plist.tmp", "open corvane", "open d.plist.tmp", "fchmod", "write", "write",
+                                  "fsync", "close", "rename d.plist.tmp d.plist", "fsync", "close", "unlock", "close"));
+}
+
+TEST_F(PosixPreferencesTest, AReadInTheSameStepOfTheFileClockAsksTheOpenFileOnly) {
+   FaultyFileLayer layer;
+   WriteRaw(Plist("<key>key</key><integer>7</integer>"));
+   const auto preferences = MakePosixPreferences(mFile, layer);
+   LetFileClockPass();
+   std::vector<std::string> calls;
+   for (int i = 0; i < 1000 && calls != std::vector<std::string>{"fstat"}; ++i) {
+      EXPECT_EQ(preferences->copyAppValue("key"), PreferenceValue(int64_t{7}));
+      calls.clear();
+      layer.Record(&calls);
+      EXPECT_EQ(preferences->copyAppValue("key"), PreferenceValue(int64_t{7}));
+      layer.Record(nullptr);
+   }
+   EXPECT_THAT(calls, ElementsAre("fstat"));
+}
+
+TEST_F(PosixPreferencesTest, AnExchangedFolderIsSeenInTheNextStepOfTheFileClock) {
+   WriteRaw(Plist("<key>key</key><integer>7</integer>"));
+   const auto preferences = Open();
+   LetFileClockPass();
+   EXPECT_EQ(preferences->copyAppValue("key"), PreferenceValue(int64_t{7}));
+   std::filesystem::rename(mHome / "corvane", mHome / "corvane.old");
+   WriteRaw(Plist("<key>key</key><integer>8</integer>"));
+   LetFileClockPass();
+   EXPECT_EQ(preferences->copyAppValue("key"), PreferenceValue(int64_t{8}));
 }
 
 TEST_F(PosixPreferencesTest, EveryFaultOfAWriteLeavesTheOldOrTheNewContentAndNothingBeside) {

@@ -66,9 +66,8 @@ std::string WhyOf(const std::string &what) {
       begin = what.find(": ", begin) + 2;
    }
    std::string why = what.substr(begin);
-   const size_t quoted = why.find("; last read: ");
-   if (why.size() > kLongest && quoted != std::string::npos) {
-      why.resize(quoted);
+   if (why.size() > kLongest) {
+      why.resize(std::min({why.find("; last read: "), why.find(" '"), kLongest}));
    }
    return why;
 }

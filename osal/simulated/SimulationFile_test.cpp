@@ -224,6 +224,7 @@ TEST(SimulationFile, SyntaxErrorsAreToldWithTheirPlace) {
    EXPECT_THAT(Complaint("{ /* never closed"), HasSubstr("syntax error"));
    EXPECT_THAT(Complaint(std::string("{\0}", 3)), HasSubstr("syntax error"));
    EXPECT_LT(Complaint("{\"" + std::string(1'000'000, 'x')).size(), 250u) << "a reason stays a line";
+   EXPECT_EQ(Complaint("[" + std::string(1000, '7') + "]"), "1:1001: number overflow parsing");
 }
 
 TEST(SimulationFile, EveryTruncationOfAFileIsRefused) {
