@@ -20,6 +20,8 @@ constexpr std::string_view kNullText = "(null)";
 constexpr int kUnset = -1;
 constexpr int kFromArgument = -2;
 
+static_assert(sizeof(size_t) == sizeof(ptrdiff_t));
+
 enum class Length { None, Char, Short, Long, LongLong, IntMax, Size, PtrDiff, LongDouble };
 
 // One conversion of a format, without its '%'.
@@ -276,8 +278,43 @@ public:
                                             : PrintInteger<std::make_unsigned_t>(directive);
    }
 
-   void PutText(const char *text) { mOutput.Put(text != nullptr ? std::string_view(text) : kNullText); }
+   // The directives that most messages are made of, without anything between '%' and letter: they need no second look.
+   // Moves `at` behind the one that it has written; false, and nothing done, for any other.
+   bool PrintPlain(const char *&at) {
+      switch (*at) {
+      case 's': {
+         const auto *const text = mArguments.Next<const char *>();
+         mOutput.Put(text != nullptr ? std::string_view(text) : kNullText);
+         break;
+      }
+      case 'd':
+         PutNumber(mArguments.Next<int>(), 10);
+         break;
+      case 'u':
+         PutNumber(mArguments.Next<unsigned>(), 10);
+         break;
+      case 'l':
+         if (at[1] != 'u') {
+            return false;
+         }
+         ++at;
+         PutNumber(mArguments.Next<unsigned long>(), 10);
+         break;
+      case 'z':
+         if (at[1] != 'u') {
+            return false;
+         }
+         ++at;
+         PutNumber(mArguments.Next<size_t>(), 10);
+         break;
+      default:
+         return false;
+      }
+      ++at;
+      return true;
+   }
 
+private:
    template <class Value>
    void PutNumber(Value value, int base) {
       std::array<char, 24> digits;
@@ -285,7 +322,6 @@ public:
       mOutput.Put({digits.data(), static_cast<size_t>(end - digits.data())});
    }
 
-private:
    // Width and precision that come as arguments, in their order. A negative width means the left, a negative precision
    // none.
    void TakeNumbers(Directive &directive) {
@@ -333,8 +369,6 @@ private:
    template <template <class> class Signedness>
    bool PrintInteger(const Directive &directive) {
       switch (directive.length) {
-      case Length::None:
-         return PutInteger(directive, mArguments.Next<Signedness<int>>());
       case Length::Long:
          return PutInteger(directive, mArguments.Next<Signedness<long>>());
       case Length::LongLong:
@@ -342,8 +376,9 @@ private:
          return PutInteger(directive, mArguments.Next<Signedness<long long>>());
       case Length::IntMax:
          return PutInteger(directive, mArguments.Next<Signedness<intmax_t>>());
+      case Length::None:
+         return PutInteger(directive, mArguments.Next<Signedness<int>>());
       case Length::Size:
-         return PutInteger(directive, mArguments.Next<Signedness<size_t>>());
       case Length::PtrDiff:
          return PutInteger(directive, mArguments.Next<Signedness<ptrdiff_t>>());
       default:
@@ -449,14 +484,7 @@ std::optional<int> Format(char *buffer, size_t size, const char *format, va_list
    for (const char *percent = std::strchr(format, '%'); percent != nullptr && ok; percent = std::strchr(format, '%')) {
       output.Put({format, static_cast<size_t>(percent - format)});
       format = percent + 1;
-      // The two that most messages are made of need no second look.
-      if (*format == 's') {
-         formatter.PutText(arguments.Next<const char *>());
-         ++format;
-      } else if (*format == 'd') {
-         formatter.PutNumber(arguments.Next<int>(), 10);
-         ++format;
-      } else {
+      if (!formatter.PrintPlain(format)) {
          const auto directive = ParseDirective(format);
          if (!directive.has_value()) {
             return std::nullopt;
