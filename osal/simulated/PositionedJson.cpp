@@ -40,6 +40,11 @@ private:
    size_t *mConsumed;
 };
 
+/// Bytes of the byte order mark that the text begins with.
+size_t BomLength(std::string_view text) {
+   return text.substr(0, 3) == "\xEF\xBB\xBF" ? 3 : 0;
+}
+
 /// Where the next token begins at or after `offset`: behind blanks, comments and the separators between tokens.
 size_t NextToken(std::string_view text, size_t offset) {
    while (offset < text.size()) {
@@ -83,7 +88,8 @@ public:
 
    TreeBuilder(std::string_view text, JsonNode *root)
        : mText(text)
-       , mRoot(root) {}
+       , mRoot(root)
+       , mTokenEnd(BomLength(text)) {}
 
    size_t *Consumed() { return &mConsumed; }
    const Status &Result() const { return mResult; }
@@ -192,7 +198,8 @@ private:
 
 std::string JsonPlace(std::string_view text, size_t offset) {
    const std::string_view before = text.substr(0, std::min(offset, text.size()));
-   const size_t lineStart = before.rfind('\n') == std::string_view::npos ? 0 : before.rfind('\n') + 1;
+   const size_t lineEnd = before.rfind('\n');
+   const size_t lineStart = lineEnd == std::string_view::npos ? std::min(BomLength(text), before.size()) : lineEnd + 1;
    const auto line = 1 + std::count(before.begin(), before.end(), '\n');
    const std::string_view inLine = before.substr(lineStart);
    const auto column = 1 + std::count_if(inLine.begin(), inLine.end(),

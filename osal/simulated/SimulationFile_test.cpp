@@ -169,6 +169,7 @@ TEST(SimulationFile, AMistakeIsToldWithItsPlaceAndReason) {
    EXPECT_EQ(Complaint("{\n  \"cameras\": [\n    { \"uniqueId\": \"b\" } ] }"), "3:5: cameras[0].name is missing");
    EXPECT_EQ(Complaint("{ \"microphones\": [ { \"name\": \"a\" } ] }"), "1:20: microphones[0].uniqueId is missing");
    EXPECT_EQ(Complaint("[]"), "1:1: the file must be an object, { ... }");
+   EXPECT_EQ(Complaint("\xEF\xBB\xBF []"), "1:2: the file must be an object, { ... }");
    EXPECT_EQ(Complaint("{\"cameras\": {}}"), "1:13: cameras must be a list, [ ... ]");
    EXPECT_EQ(Complaint("{\"cameras\": [ 3 ]}"), "1:15: cameras[0] must be an object, { ... }");
    EXPECT_EQ(Complaint("{\"clock\": /* here: */ \"slow\"}"), "1:23: clock must be one of \"real\", \"fast\"");
