@@ -195,9 +195,10 @@ MAVRAInOption UserPrefsUtil::GetRedirectedMMDevList(MMDev::DeviceList &list, con
       return AIN_OPTION_ALL;
    }
    MMDev::DeviceList chosen;
-   for (const auto &[key, wanted] : map) {
-      const auto found = std::find_if(list.begin(), list.end(),
-                                      [&](const MMDev::DeviceInfo &record) { return record.mGuid == wanted.guid; });
+   for (const auto &entry : map) {
+      const std::string &guid = entry.second.guid;
+      const auto found =
+         std::find_if(list.begin(), list.end(), [&](const MMDev::DeviceInfo &record) { return record.mGuid == guid; });
       if (found != list.end()) {
          chosen.push_back(*found);
       }
