@@ -51,19 +51,18 @@ struct OpenStore {
 // A plain pointer: a host that ends without closing must not have the store torn down under its last threads.
 OpenStore *gStore = nullptr;
 
+// A Status of the store names the file and the reason: the line needs nothing more.
 void ReportTrouble(const char *function) {
-   const osal::Status trouble = gStore->preferences->takeTrouble();
-   if (!trouble.ok()) {
-      MAVR_LOG_ERROR("%s - Trouble with the settings in %s: %s", function, gStore->preferences->location().c_str(),
-                     trouble.reason.c_str());
+   for (osal::Status trouble = gStore->preferences->takeTrouble(); !trouble.ok();
+        trouble = gStore->preferences->takeTrouble()) {
+      MAVR_LOG_ERROR("%s - Trouble with the settings: %s", function, trouble.reason.c_str());
    }
 }
 
 void Write(const char *function, const std::string &key, const osal::PreferenceValue &value) {
    const osal::Status status = gStore->preferences->setAppValue(key, value);
    if (!status.ok()) {
-      MAVR_LOG_ERROR("%s - Failed to store '%s' in %s: %s", function, key.c_str(),
-                     gStore->preferences->location().c_str(), status.reason.c_str());
+      MAVR_LOG_ERROR("%s - Failed to store '%s': %s", function, key.c_str(), status.reason.c_str());
    }
    ReportTrouble(function);
 }
@@ -92,8 +91,7 @@ bool ConfigSettings::Synchronize() {
    }
    const osal::Status status = gStore->preferences->appSynchronize();
    if (!status.ok()) {
-      MAVR_LOG_ERROR("%s - Failed to write the settings to %s: %s", "Synchronize",
-                     gStore->preferences->location().c_str(), status.reason.c_str());
+      MAVR_LOG_ERROR("%s - Failed to write the settings: %s", "Synchronize", status.reason.c_str());
    }
    ReportTrouble("Synchronize");
    return status.ok();

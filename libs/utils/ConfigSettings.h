@@ -6,10 +6,10 @@
 /// The settings of the library: typed reads and writes in the preference domain "com.corvane.mavr".
 ///
 /// A setting that is missing, or has another type than the read wants, gives the caller's default; nothing here fails
-/// towards the caller. What goes wrong in the store (a write that fails, a damaged file) is logged once, at ERROR, with
-/// the place of the file. Every read asks the store afresh, so that a change by another process is seen.
-/// Owner: the process. Threads: host-serialised; texts pass through one shared buffer. Locks: none.
-/// Life cycle: closed -> Init -> Shutdown, and again. While closed, reads give their defaults and writes are dropped.
+/// towards the caller. What goes wrong in the store (a write that fails, a damaged file) is logged once, at ERROR, in
+/// the store's own words, which name the file. Every read asks the store afresh, so that a change by another process is
+/// seen. Owner: the process. Threads: host-serialised; texts pass through one shared buffer. Locks: none. Life cycle:
+/// closed -> Init -> Shutdown, and again. While closed, reads give their defaults and writes are dropped.
 class ConfigSettings {
 public:
    /// Opens the domain if it is not open. Always true.

@@ -181,19 +181,19 @@ TEST_F(ConfigSettingsTest, IllFormedTextThatFoolsTheBoundNeverShowsAnotherValue)
 TEST_F(ConfigSettingsTest, AFailedWriteIsOneErrorLineThatNamesTheFile) {
    ConfigSettings::Init();
    ConfigSettings::SetString("k", "old");
-   store.SetWriteStatus(osal::Status::Error(28, "no space left on the disk"));
+   store.SetWriteStatus(osal::Status::Error(28, "settings file /x.plist: no space left"));
    ConfigSettings::SetString("k", "new");
    ConfigSettings::SetDWORD("n", 1);
    EXPECT_FALSE(ConfigSettings::Synchronize());
-   EXPECT_EQ(log.Count(logger::ERROR, "%s - Failed to store '%s' in %s: %s", kSetString, "k", "memory:com.corvane.mavr",
-                       "no space left on the disk"),
+   EXPECT_EQ(log.Count(logger::ERROR, "%s - Failed to store '%s': %s", kSetString, "k",
+                       "settings file /x.plist: no space left"),
              1)
       << log.Dump();
-   EXPECT_EQ(log.Count(logger::ERROR, "%s - Failed to store '%s' in %s: %s", kSetDWORD, "n", "memory:com.corvane.mavr",
-                       "no space left on the disk"),
+   EXPECT_EQ(log.Count(logger::ERROR, "%s - Failed to store '%s': %s", kSetDWORD, "n",
+                       "settings file /x.plist: no space left"),
              1);
-   EXPECT_EQ(log.Count(logger::ERROR, "%s - Failed to write the settings to %s: %s", "Synchronize",
-                       "memory:com.corvane.mavr", "no space left on the disk"),
+   EXPECT_EQ(log.Count(logger::ERROR, "%s - Failed to write the settings: %s", "Synchronize",
+                       "settings file /x.plist: no space left"),
              1);
    EXPECT_EQ(log.CountLevel(logger::ERROR), 3);
    EXPECT_EQ(ConfigSettings::GetString("k", ""), "old");
@@ -238,11 +238,11 @@ TEST_F(ConfigSettingsTest, TroubleWithTheStoreIsToldOnceByWhicheverCallMeetsIt) 
    };
    for (const Case &c : cases) {
       log.Clear();
-      store.SetTrouble(osal::Status::Error(5, "kept beside it as .damaged"));
+      store.SetTrouble(osal::Status::Error(5, "settings file /x.plist: kept as /x.plist.damaged"));
       c.call();
       c.call();
-      EXPECT_EQ(log.Count(logger::ERROR, "%s - Trouble with the settings in %s: %s", c.function,
-                          "memory:com.corvane.mavr", "kept beside it as .damaged"),
+      EXPECT_EQ(log.Count(logger::ERROR, "%s - Trouble with the settings: %s", c.function,
+                          "settings file /x.plist: kept as /x.plist.damaged"),
                 1)
          << log.Dump();
       EXPECT_EQ(log.CountLevel(logger::ERROR), 1);
