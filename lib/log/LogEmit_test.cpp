@@ -1,0 +1,322 @@
+#include "lib/log/LogTestKit.h"
+
+#include <climits>
+#include <pthread.h>
+
+using logtest::CaptureOutput;
+using logtest::LogFixture;
+
+namespace {
+
+class LogEmit : public LogFixture {
+protected:
+   void Attach() { ASSERT_TRUE(Log_AddOutput(&capture)); }
+   std::string LastText() const { return capture.lines.empty() ? "" : capture.lines.back().text; }
+
+   CaptureOutput capture;
+};
+
+// The compiler does not know "%m" and would warn.
+void LogUnchecked(const char *format, ...) {
+   va_list args;
+   va_start(args, format);
+   Log_LevelV(5, format, args);
+   va_end(args);
+}
+
+const char *Of(const std::string &text) {
+   return text.c_str();
+}
+
+} // namespace
+
+TEST_F(LogEmit, KeepsAMessageOf318BytesOnTheStackAndALongerOneInTheBigBuffer) {
+   Attach();
+   for (const size_t length : {0, 1, 318, 319, 320, 32765}) {
+      Log_Info("%s", Of(std::string(length, 'x')));
+      EXPECT_EQ(LastText(), std::string(length, 'x') + "\n") << length;
+   }
+   Log_Info("%s", Of(std::string(32766, 'x')));
+   EXPECT_EQ(LastText(), std::string(32766, 'x') + "\n");
+   EXPECT_NE(gLogState.bigBuffer.load(), nullptr) << "it was given back";
+}
+
+TEST_F(LogEmit, CutsAMessageThatTheBigBufferCannotHold) {
+   Attach();
+   for (const size_t length : {32767, 32768, 40000, 70000}) {
+      Log_Info("%s", Of(std::string(length, 'x')));
+      EXPECT_EQ(LastText(), std::string(32765, 'x') + "\n") << length;
+   }
+}
+
+TEST_F(LogEmit, CutsALongMessageBetweenCharacters) {
+   Attach();
+   std::string text = "a";
+   while (text.size() < 40000) {
+      text += "\xE2\x82\xAC";
+   }
+   Log_Info("%s", text.c_str());
+   EXPECT_EQ(LastText(), text.substr(0, 1 + (32764 / 3) * 3) + "\n");
+}
+
+TEST_F(LogEmit, CutsALongMessageToTheStackWhileTheBigBufferIsTaken) {
+   Attach();
+   char *const taken = LogState_TakeBigBuffer(&gLogState);
+   Log_Info("%s", Of(std::string(318, 'y')));
+   EXPECT_EQ(LastText(), std::string(318, 'y') + "\n");
+   Log_Info("%s", Of(std::string(319, 'y')));
+   EXPECT_EQ(LastText(), std::string(317, 'y') + "\n");
+   EXPECT_EQ(gLogState.bigBuffer.load(), nullptr) << "another thread's buffer was given back";
+   LogState_ReturnBigBuffer(&gLogState, taken);
+}
+
+TEST_F(LogEmit, AddsANewlineOnlyWhereThereIsNone) {
+   Attach();
+   Log_Info("%s", "");
+   EXPECT_EQ(LastText(), "\n");
+   Log_Info("with\n");
+   EXPECT_EQ(LastText(), "with\n");
+   Log_Info("without");
+   EXPECT_EQ(LastText(), "without\n");
+}
+
+TEST_F(LogEmit, EndsAMessageAtAZeroByte) {
+   Attach();
+   Log_Info("before%cbehind\n", 0);
+   EXPECT_EQ(LastText(), "before\n");
+}
+
+TEST_F(LogEmit, LogsWhatCannotBeFormattedAsFarAsItGoes) {
+   Attach();
+   const wchar_t noCharacter[] = {static_cast<wchar_t>(0x7FFFFFFF), 0};
+   Log_Info("before %ls", noCharacter);
+   ASSERT_EQ(capture.lines.size(), 1U);
+   EXPECT_EQ(LastText().back(), '\n');
+   EXPECT_EQ(gLogState.bigBuffer.load() != nullptr, true);
+}
+
+TEST_F(LogEmit, MasksEveryMessage) {
+   Attach();
+   Log_Info("Found TLV device");
+   EXPECT_TRUE(capture.Saw(5, "Found *** device\n")) << capture.Dump();
+}
+
+TEST_F(LogEmit, MasksStandardErrorToo) {
+   Log_SetStderrLevel(0, 5);
+   testing::internal::CaptureStderr();
+   Log_Info("Found TLV device");
+   EXPECT_EQ(testing::internal::GetCapturedStderr(), "Found *** device\n");
+}
+
+TEST_F(LogEmit, StampsTheLinesOfAMessageAlikeAndMarksTheLaterOnes) {
+   Attach();
+   Log_Warning("a\nb\n");
+   ASSERT_EQ(capture.lines.size(), 2U);
+   EXPECT_EQ(capture.lines[0].text, "a\n");
+   EXPECT_FALSE(capture.lines[0].continuation);
+   EXPECT_EQ(capture.lines[1].text, "b\n");
+   EXPECT_TRUE(capture.lines[1].continuation);
+   EXPECT_EQ(capture.lines[0].stamp, "2026-11-12T18:30:00.123Z");
+   EXPECT_EQ(capture.lines[1].stamp, capture.lines[0].stamp);
+   EXPECT_EQ(capture.lines[1].level, 3U);
+}
+
+TEST_F(LogEmit, HandsAMessageWholeToAnOutputThatWantsItSo) {
+   capture.multiLine = true;
+   CaptureOutput single("single");
+   Attach();
+   ASSERT_TRUE(Log_AddOutput(&single));
+   Log_Info("a\nb\n");
+   ASSERT_EQ(capture.lines.size(), 1U);
+   EXPECT_EQ(capture.lines[0].text, "a\nb\n");
+   EXPECT_EQ(single.lines.size(), 2U);
+}
+
+TEST_F(LogEmit, KeepsEarlyMessagesWithTheStampOfTheirMoment) {
+   Log_Info("early");
+   clock.AdvanceMs(877);
+   Attach();
+   Log_Info("late");
+   ASSERT_EQ(capture.lines.size(), 2U);
+   EXPECT_EQ(capture.lines[0].text, "early\n");
+   EXPECT_EQ(capture.lines[0].stamp, "2026-11-12T18:30:00.123Z");
+   EXPECT_EQ(capture.lines[1].stamp, "2026-11-12T18:30:01.000Z");
+}
+
+TEST_F(LogEmit, LosesTheOldestEarlyMessagesOnly) {
+   for (int count = 0; count < 2000; ++count) {
+      Log_Info("message %d", count);
+   }
+   Attach();
+   ASSERT_GT(capture.lines.size(), 300U);
+   EXPECT_EQ(capture.lines.back().text, "message 1999\n");
+   EXPECT_EQ(capture.lines[capture.lines.size() - 100].text, "message 1900\n");
+}
+
+TEST_F(LogEmit, GoesByTheFiltersOfModules) {
+   Attach();
+   Log_Level(32 * 7 + 5, "dropped");
+   EXPECT_TRUE(capture.lines.empty());
+   Log_SetFileLevel(7, 8);
+   Log_Level(32 * 7 + 8, "passes");
+   Log_Level(32 * 7 + 9, "does not");
+   capture.fileLevel = 0;
+   Log_Level(32 * 7 + 8, "passes by the module's filter alone");
+   capture.fileLevel = -1;
+   Log_Level(32 * 7 + 8, "an output with no level takes nothing");
+   ASSERT_EQ(capture.lines.size(), 2U) << capture.Dump();
+   EXPECT_TRUE(capture.Saw(8, "passes\n"));
+   EXPECT_TRUE(capture.Saw(8, "passes by the module's filter alone\n"));
+}
+
+TEST_F(LogEmit, GoesByTheGlobalFilterOutsideTheModules) {
+   Attach();
+   Log_SetFileLevel(0, 5);
+   for (const LogRouting routing : {5U, 10080U + 5U, UINT_MAX - 26U}) {
+      Log_Level(routing, "routed %u", routing);
+      EXPECT_EQ(LastText(), "routed " + std::to_string(routing) + "\n");
+   }
+   Log_Level(10079, "module 314, level 31");
+   EXPECT_EQ(capture.lines.size(), 3U);
+}
+
+TEST_F(LogEmit, LetsLevelZeroThroughWhateverTheLevelAndNeverToStandardError) {
+   Attach();
+   Log_SetFileLevel(0, -1);
+   Log_SetStderrLevel(0, 23);
+   testing::internal::CaptureStderr();
+   Log_Level(0, "audit");
+   Log_Level(32 * 9, "audit of a module");
+   EXPECT_EQ(testing::internal::GetCapturedStderr(), "");
+   EXPECT_TRUE(capture.Saw(0, "audit\n"));
+   EXPECT_TRUE(capture.Saw(0, "audit of a module\n"));
+}
+
+TEST_F(LogEmit, ComparesLevelsFrom24OnByTheirNumberAndPrintsThemAsInfo) {
+   Attach();
+   Log_SetFileLevel(0, 23);
+   Log_Level(24, "not yet");
+   Log_SetFileLevel(0, 24);
+   Log_Level(24, "now");
+   ASSERT_EQ(capture.lines.size(), 1U);
+   EXPECT_TRUE(capture.Saw(5, "now\n"));
+}
+
+TEST_F(LogEmit, KeepsErrnoAndPrintsTheCallersErrno) {
+   Attach();
+   errno = ENOENT;
+   LogUnchecked("%m");
+   EXPECT_EQ(errno, ENOENT);
+   EXPECT_EQ(LastText(), "No such file or directory\n");
+   LogUnchecked("%s%m", Of(std::string(400, ' ')));
+   EXPECT_EQ(errno, ENOENT);
+   EXPECT_EQ(LastText(), std::string(400, ' ') + "No such file or directory\n");
+}
+
+TEST_F(LogEmit, DropsMessagesWhileTheLockIsBeingCreated) {
+   Attach();
+   gLogState.busy.store(1);
+   Log_Info("lost");
+   gLogState.busy.store(0);
+   Log_Info("kept");
+   EXPECT_EQ(capture.lines.size(), 1U);
+}
+
+TEST_F(LogEmit, SendsWhatAnOutputLogsToTheNextMessage) {
+   capture.onWrite = [] {
+      Log_Info("from inside");
+   };
+   Attach();
+   Log_Info("first");
+   ASSERT_EQ(capture.lines.size(), 1U);
+   capture.onWrite = nullptr;
+   Log_Info("second");
+   ASSERT_EQ(capture.lines.size(), 3U);
+   EXPECT_EQ(capture.lines[1].text, "from inside\n");
+   EXPECT_EQ(capture.lines[2].text, "second\n");
+}
+
+TEST_F(LogEmit, EndsTheDrainOfAnOutputThatLogsAboutEachLine) {
+   capture.onWrite = [] {
+      Log_Info("again and again");
+   };
+   Log_Info("early");
+   Attach();
+   EXPECT_EQ(capture.lines.size(), 1U);
+   Log_Info("next");
+   EXPECT_EQ(capture.lines.size(), 3U) << "one from the first drain, and the message itself";
+}
+
+TEST_F(LogEmit, EndsTheSameDrainWithoutALock) {
+   Log_SetNoLock(true);
+   capture.onWrite = [] {
+      Log_Info("again and again");
+   };
+   Attach();
+   Log_Info("message");
+   EXPECT_EQ(capture.lines.size(), 1U);
+}
+
+TEST_F(LogEmit, NamesTheThread) {
+   Attach();
+   pthread_setname_np(pthread_self(), "a worker");
+   Log_Info("x");
+   EXPECT_EQ(capture.lines.back().thread, "a worker");
+   pthread_setname_np(pthread_self(), "");
+   Log_Info("x");
+   EXPECT_EQ(capture.lines.back().thread, "*UNKNOWN*");
+}
+
+TEST_F(LogEmit, AsksTheProviderForTheOperation) {
+   Attach();
+   Log_SetOpIdProvider([](size_t capacity, char *buffer) {
+      EXPECT_EQ(capacity, 33U);
+      std::fill_n(buffer, capacity, 'i');
+      return true;
+   });
+   Log_Info("x");
+   EXPECT_EQ(capture.lines.back().opId, std::string(32, 'i'));
+   Log_SetOpIdProvider([](size_t, char *buffer) {
+      buffer[0] = 'i';
+      return false;
+   });
+   Log_Info("x");
+   EXPECT_EQ(capture.lines.back().opId, "");
+}
+
+TEST_F(LogEmit, SurvivesAProviderThatLogs) {
+   Attach();
+   Log_SetOpIdProvider([](size_t, char *) {
+      Log_Info("from the provider");
+      return false;
+   });
+   Log_Info("one");
+   Log_Info("two");
+   EXPECT_TRUE(capture.Saw(5, "from the provider\n"));
+}
+
+TEST_F(LogEmit, WritesThePresentTimeAsText) {
+   char text[32];
+   EXPECT_EQ(Log_FormatTimeStampText(true, text, sizeof text), 24U);
+   EXPECT_STREQ(text, "2026-11-12T18:30:00.123Z");
+   EXPECT_EQ(Log_FormatTimeStampText(false, text, sizeof text), 20U);
+   EXPECT_STREQ(text, "2026-11-12T18:30:00Z");
+   EXPECT_EQ(Log_FormatTimeStampText(true, text, 5), 4U);
+   EXPECT_STREQ(text, "2026");
+}
+
+TEST_F(LogEmit, PicksThrottledEvents) {
+   Attach();
+   uint32_t counter = 99;
+   Log_InfoThrottled(&counter, "event");
+   Log_InfoThrottled(&counter, "event");
+   EXPECT_EQ(counter, 101U);
+   EXPECT_EQ(capture.lines.size(), 1U);
+   counter = 199;
+   Log_WarningThrottled(&counter, "event");
+   EXPECT_TRUE(capture.Saw(3, "event\n"));
+}
+
+TEST_F(LogEmit, HasRoomFor32623BytesInEveryRecord) {
+   EXPECT_EQ(Log_MaxMessageLength(), 32623U);
+}
