@@ -6,7 +6,7 @@
 
 #include <algorithm>
 #include <cassert>
-#include <cstring>
+#include <iterator>
 
 namespace {
 
@@ -41,11 +41,20 @@ AudioDevicePrefs::AudioDevicePrefs(const AudioDevicePrefs &other) {
 }
 
 AudioDevicePrefs &AudioDevicePrefs::operator=(const AudioDevicePrefs &other) {
-   if (this != &other) {
-      const uint32_t kept = SecondRate;
-      std::memcpy(static_cast<void *>(this), &other, sizeof *this);
-      SecondRate = kept;
+   if (this == &other) {
+      return *this;
    }
+   std::copy(std::begin(other.DeviceId), std::end(other.DeviceId), DeviceId);
+   std::copy(std::begin(other.DeviceName), std::end(other.DeviceName), DeviceName);
+   FrameLenMS = other.FrameLenMS;
+   FrameUnitCount = other.FrameUnitCount;
+   QLen = other.QLen;
+   BitsPerSample = other.BitsPerSample;
+   Channels = other.Channels;
+   InputStreams = other.InputStreams;
+   FramesPerPacket = other.FramesPerPacket;
+   SamplePerSec = other.SamplePerSec;
+   std::copy(std::begin(other.FurtherText), std::end(other.FurtherText), FurtherText);
    return *this;
 }
 

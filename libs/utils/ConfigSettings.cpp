@@ -97,7 +97,7 @@ bool ConfigSettings::Synchronize() {
    return status.ok();
 }
 
-std::string ConfigSettings::GetString(std::string key, std::string defaultValue) {
+std::string ConfigSettings::GetString(const std::string &key, std::string defaultValue) {
    MAVR_LOG_TRACE("%s - key='%s' default='%s'", kGetString, key.c_str(), defaultValue.c_str());
    if (gStore == nullptr) {
       MAVR_LOG_TRACE("%s - not initialised", "GetString");
@@ -109,7 +109,7 @@ std::string ConfigSettings::GetString(std::string key, std::string defaultValue)
    return text != nullptr ? gStore->buffer.Convert(*text) : defaultValue;
 }
 
-void ConfigSettings::SetString(std::string key, std::string value) {
+void ConfigSettings::SetString(const std::string &key, std::string value) {
    MAVR_LOG_TRACE("%s - key='%s' value='%s'", kSetString, key.c_str(), value.c_str());
    if (gStore == nullptr) {
       MAVR_LOG_TRACE("%s - not initialised", "SetString");
@@ -118,7 +118,7 @@ void ConfigSettings::SetString(std::string key, std::string value) {
    Write(kSetString, key, osal::PreferenceText(std::move(value)));
 }
 
-uint32_t ConfigSettings::GetDWORD(std::string key, uint32_t defaultValue) {
+uint32_t ConfigSettings::GetDWORD(const std::string &key, uint32_t defaultValue) {
    MAVR_LOG_TRACE("%s - key='%s' default=%d", kGetDWORD, key.c_str(), static_cast<int>(defaultValue));
    if (gStore == nullptr) {
       MAVR_LOG_TRACE("%s - not initialised", "GetDWORD");
@@ -134,7 +134,7 @@ uint32_t ConfigSettings::GetDWORD(std::string key, uint32_t defaultValue) {
    return static_cast<uint32_t>(value);
 }
 
-void ConfigSettings::SetDWORD(std::string key, uint32_t value) {
+void ConfigSettings::SetDWORD(const std::string &key, uint32_t value) {
    MAVR_LOG_TRACE("%s - key='%s' value='%d'", kSetDWORD, key.c_str(), static_cast<int>(value));
    if (gStore == nullptr) {
       MAVR_LOG_TRACE("%s - not initialised", "SetDWORD");
@@ -143,7 +143,7 @@ void ConfigSettings::SetDWORD(std::string key, uint32_t value) {
    Write(kSetDWORD, key, int64_t{static_cast<int32_t>(value)});
 }
 
-int32_t ConfigSettings::GetBOOL(std::string key, int32_t defaultValue) {
+int32_t ConfigSettings::GetBOOL(const std::string &key, int32_t defaultValue) {
    MAVR_LOG_TRACE("%s - key='%s' default=%s", kGetBOOL, key.c_str(), defaultValue != 0 ? "true" : "false");
    if (gStore == nullptr) {
       MAVR_LOG_TRACE("%s - not initialised", "GetBOOL");

@@ -23,16 +23,16 @@ public:
 
    /// The text stored under `key`. It is converted in a buffer that a longer text doubles, once a call: a text that is
    /// still too long gives the empty text, and fits at a later read.
-   [[nodiscard]] static std::string GetString(std::string key, std::string defaultValue);
-   static void SetString(std::string key, std::string value);
+   [[nodiscard]] static std::string GetString(const std::string &key, std::string defaultValue);
+   static void SetString(const std::string &key, std::string value);
 
    /// The integer stored under `key`, its lowest 32 bits.
-   [[nodiscard]] static uint32_t GetDWORD(std::string key, uint32_t defaultValue);
+   [[nodiscard]] static uint32_t GetDWORD(const std::string &key, uint32_t defaultValue);
    /// Stores the number as a signed one of 32 bits: 0xFFFFFFFF becomes -1, which reads back as 0xFFFFFFFF.
-   static void SetDWORD(std::string key, uint32_t value);
+   static void SetDWORD(const std::string &key, uint32_t value);
 
    /// The boolean stored under `key`, as 0 or 1. There is no setter: nothing in the library writes a boolean.
-   [[nodiscard]] static int32_t GetBOOL(std::string key, int32_t defaultValue);
+   [[nodiscard]] static int32_t GetBOOL(const std::string &key, int32_t defaultValue);
 
    /// Size of the conversion buffer in bytes: 64 after Init, never smaller later, 0 while closed.
    [[nodiscard]] static int32_t BufferSize();

@@ -48,6 +48,7 @@ void LogWebcam(const WebcamDeviceInfo &camera, const CameraFacts &facts) {
 // Numbers the names in the order of the unique ids, as in the plain list.
 void MakeWebcamNamesUnique(std::map<std::string, WebcamDeviceInfo> &byUniqueId) {
    std::vector<std::string *> names;
+   names.reserve(byUniqueId.size());
    for (auto &[uniqueId, camera] : byUniqueId) {
       names.push_back(&camera.name);
    }

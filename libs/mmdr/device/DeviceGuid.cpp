@@ -7,7 +7,7 @@
 namespace MMDev {
 namespace {
 
-constexpr size_t kHexSize = 2 * CRYPTOHASH_SHA256_SIZE;
+constexpr size_t kHexSize = size_t{2} * CRYPTOHASH_SHA256_SIZE;
 
 void Sha256Hex(std::string_view text, char (&hex)[kHexSize + 1]) {
    static constexpr char kDigits[] = "0123456789abcdef";
