@@ -10,7 +10,6 @@
 
 namespace {
 
-constexpr const char kApplicationId[] = "com.corvane.mavr";
 constexpr int32_t kFirstBufferSize = 64;
 
 constexpr const char kGetString[] = "static std::string ConfigSettings::GetString(std::string, std::string)";
@@ -44,7 +43,7 @@ private:
 };
 
 struct OpenStore {
-   std::unique_ptr<osal::Preferences> preferences = osal::Platform::openPreferences(kApplicationId);
+   std::unique_ptr<osal::Preferences> preferences = osal::Platform::openPreferences(ConfigSettings::kApplicationId);
    ConversionBuffer buffer;
 };
 

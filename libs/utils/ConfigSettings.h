@@ -12,6 +12,9 @@
 /// closed -> Init -> Shutdown, and again. While closed, reads give their defaults and writes are dropped.
 class ConfigSettings {
 public:
+   /// The preference domain.
+   static constexpr const char kApplicationId[] = "com.corvane.mavr";
+
    /// Opens the domain if it is not open. Always true.
    static bool Init();
    /// Closes it. True if it was open.

@@ -1,0 +1,48 @@
+#pragma once
+
+#include "mmdr/mmdr.h"
+
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace mavr {
+
+/// A device as the library lists it. The texts are UTF-8 without a terminator problem: cut at the entry's 259 bytes.
+struct Device {
+   std::string userId;
+   std::string name;
+};
+
+/// The library's ten functions, as a tool wants them: texts instead of buffers, ToolError instead of return codes.
+///
+/// Owner: main. Threads: one. Life cycle: the constructor opens a handle, the destructor closes it. One in a process:
+/// after it is closed the library keeps its settings on their defaults.
+class Library {
+public:
+   Library();
+   ~Library();
+   Library(const Library &) = delete;
+   Library &operator=(const Library &) = delete;
+
+   /// MMDR_DEV_VIDEO or MMDR_DEV_AUDIO, in the library's order.
+   [[nodiscard]] std::vector<Device> Devices(int32_t type);
+
+   /// The device that the stored preference selects now, or none.
+   [[nodiscard]] std::optional<Device> Preferred(int32_t type);
+   void Prefer(int32_t type, const std::string &id, const std::string &name);
+
+   /// The stored microphone option, whatever it is.
+   [[nodiscard]] uint32_t Option();
+   void SetOption(uint32_t option);
+
+   [[nodiscard]] bool Enabled();
+
+private:
+   [[nodiscard]] std::optional<std::string> PreferredText(int32_t type, int32_t select);
+
+   MmdrHandle *mHandle = nullptr;
+};
+
+} // namespace mavr
