@@ -27,8 +27,8 @@ size_t Str_Sprintf(char *buffer, size_t size, const char *format, ...) CORVANE_P
 /// as much as fits, terminated. `args` is used up, as by vsnprintf.
 int Str_Vsnprintf(char *buffer, size_t size, const char *format, va_list args) CORVANE_PRINTF(3, 0);
 
-/// Formats into a new heap string, never null; `outLength`, when not null, receives its length. Arguments that cannot be
-/// formatted (a wide string that is no text) give the empty string. Out of memory ends the process.
+/// Formats into a new heap string, never null; `outLength`, when not null, receives its length. Arguments that cannot
+/// be formatted (a wide string that is no text) give the empty string. Out of memory ends the process.
 char *Str_SafeAsprintf(size_t *outLength, const char *format, ...) CORVANE_PRINTF(2, 3);
 
 /// Copies `source` with its terminator to `target` of `size` bytes; Panic when it does not fit. Returns `target`.
@@ -90,11 +90,11 @@ enum {
 };
 /// Actions of FileIO_Open.
 enum {
-   FILEIO_OPEN = 0,         ///< the file must exist
-   FILEIO_OPEN_EMPTY = 1,   ///< the file must exist and is emptied
-   FILEIO_OPEN_CREATE = 2,  ///< opened as it is, created when absent
-   FILEIO_CREATE_SAFE = 3,  ///< created; must not exist
-   FILEIO_CREATE_EMPTY = 4  ///< created, or emptied
+   FILEIO_OPEN = 0,        ///< the file must exist
+   FILEIO_OPEN_EMPTY = 1,  ///< the file must exist and is emptied
+   FILEIO_OPEN_CREATE = 2, ///< opened as it is, created when absent
+   FILEIO_CREATE_SAFE = 3, ///< created; must not exist
+   FILEIO_CREATE_EMPTY = 4 ///< created, or emptied
 };
 /// Status of the FileIO calls. errno tells more and is what Err_ErrString reads.
 enum {
@@ -102,7 +102,7 @@ enum {
    FILEIO_ERROR = 2,
    FILEIO_NOT_FOUND = 3,
    FILEIO_NO_PERMISSION = 4,
-   FILEIO_READ_EOF = 5,  ///< end of file before anything, or before all, was read
+   FILEIO_READ_EOF = 5, ///< end of file before anything, or before all, was read
    FILEIO_EXISTS = 6,
    FILEIO_NO_SPACE = 7,
    FILEIO_TOO_MANY_OPEN = 8
@@ -123,10 +123,11 @@ int FileIO_IsValid(const FileIODescriptor *descriptor);
 /// opened at once or not at all, and then gives EAGAIN where it would block. What the descriptor held is not looked at.
 int FileIO_Open(FileIODescriptor *descriptor, const char *path, int access, int action);
 
-/// The same with the permission bits of `mode`, less the process's umask, for a new file, tried again for up to `retryMs` milliseconds while the failure is one that
-/// passes by itself (interrupted, busy, stale, would block). Other failures, a full descriptor table among them, end it
-/// at once.
-int FileIO_CreateRetry(FileIODescriptor *descriptor, const char *path, int access, int action, int mode, uint32_t retryMs);
+/// The same with the permission bits of `mode`, less the process's umask, for a new file, tried again for up to
+/// `retryMs` milliseconds while the failure is one that passes by itself (interrupted, busy, stale, would block). Other
+/// failures, a full descriptor table among them, end it at once.
+int FileIO_CreateRetry(FileIODescriptor *descriptor, const char *path, int access, int action, int mode,
+                       uint32_t retryMs);
 
 /// Reads until `size` bytes are there, end of file (FILEIO_READ_EOF) or an error; `*outActual` says how many came.
 int FileIO_Read(FileIODescriptor *descriptor, void *buffer, size_t size, size_t *outActual);
@@ -138,17 +139,17 @@ int FileIO_Write(FileIODescriptor *descriptor, const void *buffer, size_t size, 
 /// The new position from the file's start, or -1.
 int64_t FileIO_Seek(FileIODescriptor *descriptor, int64_t offset, int whence);
 int FileIO_Truncate(FileIODescriptor *descriptor, int64_t size); ///< true on success
-int FileIO_Sync(FileIODescriptor *descriptor);                    ///< 0 on success
-int FileIO_Close(FileIODescriptor *descriptor);                   ///< 0 on success; the descriptor is invalid either way
+int FileIO_Sync(FileIODescriptor *descriptor);                   ///< 0 on success
+int FileIO_Close(FileIODescriptor *descriptor);                  ///< 0 on success; the descriptor is invalid either way
 /// Closes, and removes the name if it still is this file; another file of that name stays. 0 on success.
 int FileIO_CloseAndUnlink(FileIODescriptor *descriptor);
 const char *FileIO_ErrorEnglish(int status); ///< never null
 
 /* ---- Host ------------------------------------------------------------------------------------------------------- */
 
-uint64_t Hostinfo_SystemTimerNS(void);   ///< monotonic nanoseconds, osal::Clock
-int Hostinfo_GetSystemBitness(void);     ///< 32 or 64
-char *Hostinfo_GetOSDetailedData(void);  ///< heap string: system, release, distribution, architecture; or null
+uint64_t Hostinfo_SystemTimerNS(void);  ///< monotonic nanoseconds, osal::Clock
+int Hostinfo_GetSystemBitness(void);    ///< 32 or 64
+char *Hostinfo_GetOSDetailedData(void); ///< heap string: system, release, distribution, architecture; or null
 
 typedef struct HostinfoProcessSnapshot HostinfoProcessSnapshot;
 HostinfoProcessSnapshot *Hostinfo_AcquireProcessSnapshot(void);
@@ -221,8 +222,8 @@ const char *ProductState_GetCompilationOption(void); ///< "Release" or "Debug"
 
 /// Called with the finished text before the process ends, to keep it somewhere.
 typedef void (*PanicSink)(const char *text);
-void Panic_Init(void);               ///< makes the report ready; safe to call again
-void Panic_SetSink(PanicSink sink);  ///< the log's; null for none
+void Panic_Init(void);              ///< makes the report ready; safe to call again
+void Panic_SetSink(PanicSink sink); ///< the log's; null for none
 /// Reports the text to the sink and to standard error, then ends the process with SIGABRT. A panic inside the report,
 /// or on a second thread, ends the process at once.
 __attribute__((noreturn)) void Panic_Panic(const char *format, va_list args) CORVANE_PRINTF(1, 0);
@@ -252,9 +253,9 @@ int DynBuf_Append(DynBuf *buffer, const void *data, size_t size); ///< false whe
 void *DynBuf_Detach(DynBuf *buffer);                              ///< hands the bytes to the caller (free), empties
 void DynBuf_Destroy(DynBuf *buffer);
 
-const char *Err_ErrString(void);                     ///< text of errno; valid until the thread's next call
-const char *CodeSet_GetCurrentCodeSet(void);         ///< "UTF-8"
-int Unicode_GetCurrentEncoding(void);                ///< 0 is UTF-8
+const char *Err_ErrString(void);                      ///< text of errno; valid until the thread's next call
+const char *CodeSet_GetCurrentCodeSet(void);          ///< "UTF-8"
+int Unicode_GetCurrentEncoding(void);                 ///< 0 is UTF-8
 const char *Unicode_EncodingEnumToName(int encoding); ///< "UTF-8"; "Unknown" for any other number
 
 /// Whether the count-th event of a kind is worth a log line: all up to 100, each 100th up to 10000, then each 10000th.

@@ -5,7 +5,10 @@ namespace {
 constexpr int64_t kStartUs = 1'794'508'200'123'000; // 2026-11-12T18:30:00.123Z
 }
 
-ManualClock::ManualClock() : mMonotonicNs(1'000'000'000'000), mWallUs(kStartUs), mInForce(*this) {}
+ManualClock::ManualClock()
+    : mMonotonicNs(1'000'000'000'000)
+    , mWallUs(kStartUs)
+    , mInForce(*this) {}
 
 osal::WallTime ManualClock::wallTime() const {
    const int64_t us = mWallUs.load();

@@ -46,7 +46,8 @@ public:
    virtual ~CaptureDevice() = default;
    /// Display name, UTF-8, any length, may be empty.
    [[nodiscard]] virtual std::string localizedName() const = 0;
-   /// Persistent id, UTF-8: the same camera has the same id after replugging and restarting, as far as the platform can.
+   /// Persistent id, UTF-8: the same camera has the same id after replugging and restarting, as far as the platform
+   /// can.
    [[nodiscard]] virtual std::string uniqueID() const = 0;
    /// All formats, in the platform's order, doubles included; may be empty.
    [[nodiscard]] virtual std::vector<CaptureDeviceFormat> formats() const = 0;

@@ -36,8 +36,8 @@ public:
    /// The cameras of the given types for `mediaType` at `position`, in the platform's order. `*devices` is replaced; on
    /// failure it is empty. A machine without cameras is a success. `deviceTypes` is a filter only where the platform
    /// knows types; elsewhere every camera matches.
-   virtual Status discoverySession(std::span<const DeviceType> deviceTypes, MediaType mediaType, DevicePosition position,
-                                   CaptureDeviceList *devices) = 0;
+   virtual Status discoverySession(std::span<const DeviceType> deviceTypes, MediaType mediaType,
+                                   DevicePosition position, CaptureDeviceList *devices) = 0;
 
    /// Access to the audio devices. On failure `*hardware` is null: the platform as a whole does not answer. Failures of
    /// single properties come later, as their status.

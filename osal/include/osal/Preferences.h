@@ -16,7 +16,8 @@ namespace osal {
 class PreferenceText {
 public:
    PreferenceText() = default;
-   explicit PreferenceText(std::string utf8) : mUtf8(std::move(utf8)) {}
+   explicit PreferenceText(std::string utf8)
+       : mUtf8(std::move(utf8)) {}
 
    [[nodiscard]] const std::string &utf8() const { return mUtf8; }
 
