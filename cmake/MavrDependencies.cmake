@@ -5,6 +5,9 @@ find_package(nlohmann_json REQUIRED)
 
 if(CMAKE_SYSTEM_NAME STREQUAL "Linux")
   pkg_check_modules(PIPEWIRE REQUIRED IMPORTED_TARGET libpipewire-0.3)
+  # Its method macros are GNU statement expressions, which clang counts as ours where they are used.
+  target_compile_options(PkgConfig::PIPEWIRE INTERFACE
+    $<$<COMPILE_LANG_AND_ID:CXX,Clang,AppleClang>:-Wno-gnu-statement-expression>)
   pkg_check_modules(PLIST REQUIRED IMPORTED_TARGET libplist-2.0)
   pkg_check_modules(CRYPTO REQUIRED IMPORTED_TARGET libcrypto)
 endif()
