@@ -80,6 +80,8 @@ public:
    void Command(const std::string &command);
    void Unplug() { Command("unplug"); }
    void Plug() { Command("plug"); }
+   /// What the device has said since its start: answers to commands, and "state streaming" whenever someone captures.
+   [[nodiscard]] std::string Output() const { return ReadFile(mLog); }
    /// The program, for tests that end or stop it roughly.
    [[nodiscard]] Process &Program() { return mProgram; }
 
