@@ -64,7 +64,7 @@ void Log_WarningThrottled(uint32_t *counter, const char *format, ...) {
 size_t Log_FormatTimeStampText(bool withMilliseconds, char *buffer, size_t size) {
    const LogErrnoKeeper keeper;
    LogTimeStamp stamp;
-   Log_FormatTimeStamp(&stamp, Log_PresentContext());
+   Log_FormatTimeStamp(osal::Clock::current().wallTime(), &stamp, Log_PresentContext());
    return withMilliseconds ? Str_Sprintf(buffer, size, "%s%s%s", stamp.dateTime, stamp.milliseconds, stamp.zone)
                            : Str_Sprintf(buffer, size, "%s%s", stamp.dateTime, stamp.zone);
 }

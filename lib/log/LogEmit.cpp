@@ -15,16 +15,30 @@ constexpr LogRouting kFirstModuleRouting = 32;
 constexpr LogRouting kLastModuleRouting = 10079;
 static_assert(kLastModuleRouting == (kLogModuleCount << kLevelBits | kLevelMask));
 
+constexpr int64_t kUsPerSecond = 1'000'000;
+constexpr int64_t kBurstPauseUs = 100;
+constexpr uint32_t kLinesPerName = 16;
+
 constexpr size_t kDrainLimit = 32768;
 constinit std::array<char, kDrainLimit + 1> gDrainText{}; // under the lock
 
 /// The finished text of one message, on the stack or in the big buffer.
 ///
-/// Owner: a local of Log_Emit. Threads: one. Life cycle: constructed formatted; gives the big buffer back at its end.
+/// Owner: a local of Log_Emit. Threads: one. Life cycle: constructed -> Compose; gives the big buffer back at its end.
 class Message {
 public:
-   Message(LogState *state, const char *format, va_list args, int callersErrno)
-       : mState(state) {
+   explicit Message(LogState *state)
+       : mState(state) {}
+   ~Message() {
+      if (mBig != nullptr) {
+         LogState_ReturnBigBuffer(mState, mBig);
+      }
+   }
+   Message(const Message &) = delete;
+   Message &operator=(const Message &) = delete;
+
+   /// Formats, completes and masks the text. Once.
+   CORVANE_PRINTF(2, 0) void Compose(const char *format, va_list args, int callersErrno) {
       if (!Format(mStack.data(), kLogStackLimit, format, args, callersErrno)) {
          FormatLong(format, args, callersErrno);
       }
@@ -36,20 +50,13 @@ public:
       }
       Log_MaskText(mText, mLength);
    }
-   ~Message() {
-      if (mBig != nullptr) {
-         LogState_ReturnBigBuffer(mState, mBig);
-      }
-   }
-   Message(const Message &) = delete;
-   Message &operator=(const Message &) = delete;
 
    char *Text() { return mText; }
    size_t Length() const { return mLength; }
 
 private:
    // "%m" prints the errno of the caller, every time.
-   bool Format(char *buffer, size_t limit, const char *format, va_list args, int callersErrno) {
+   CORVANE_PRINTF(4, 0) bool Format(char *buffer, size_t limit, const char *format, va_list args, int callersErrno) {
       va_list copy;
       va_copy(copy, args);
       errno = callersErrno;
@@ -60,7 +67,7 @@ private:
       return length >= 0;
    }
 
-   void FormatLong(const char *format, va_list args, int callersErrno) {
+   CORVANE_PRINTF(2, 0) void FormatLong(const char *format, va_list args, int callersErrno) {
       mBig = LogState_TakeBigBuffer(mState);
       if (mBig != nullptr && Format(mBig, kLogBigLimit, format, args, callersErrno)) {
          return;
@@ -83,6 +90,31 @@ void CopyName(char *to, size_t size, const char *from) {
    const size_t length = strnlen(from, size - 1);
    std::memcpy(to, from, length);
    to[length] = '\0';
+}
+
+void AskThreadName(char name[kLogThreadNameSize]) {
+   const char *const thread = VThreadBase_CurName();
+   CopyName(name, kLogThreadNameSize, thread[0] != '\0' ? thread : "*UNKNOWN*");
+}
+
+/// How a thread has logged of late. In a burst, lines less than 100 us apart, its name is taken from here: asking the
+/// system costs about as much as writing the line. A thread may be renamed at any moment and by anyone, so that each
+/// 16th line of a burst asks again, and so do the first 16 and every line outside one.
+struct Burst {
+   int64_t lastUs;
+   uint32_t lines;
+   char name[kLogThreadNameSize];
+};
+thread_local constinit Burst gBurst{};
+
+void TakeThreadName(int64_t nowUs, char name[kLogThreadNameSize]) {
+   const int64_t pauseUs = nowUs - gBurst.lastUs;
+   gBurst.lines = pauseUs >= 0 && pauseUs < kBurstPauseUs ? gBurst.lines + 1 : 0;
+   gBurst.lastUs = nowUs;
+   if (gBurst.lines < kLinesPerName || gBurst.lines % kLinesPerName == 0) {
+      AskThreadName(gBurst.name);
+   }
+   std::memcpy(name, gBurst.name, kLogThreadNameSize);
 }
 
 void AskForOpId(LogState *state, LogLineHeader *out) {
@@ -165,9 +197,13 @@ void Log_FillHeader(const LogFilter *filter, const LogLevelRow *level, LogContex
    out->level = level;
    out->continuation = false;
    out->opId[0] = '\0';
-   const char *const thread = VThreadBase_CurName();
-   CopyName(out->threadName, sizeof out->threadName, thread[0] != '\0' ? thread : "*UNKNOWN*");
-   Log_FormatTimeStamp(&out->stamp, context);
+   const osal::WallTime now = osal::Clock::current().wallTime();
+   if (context == LogContext::SignalHandler) {
+      AskThreadName(out->threadName); // the burst may be what the handler has interrupted
+   } else {
+      TakeThreadName(now.seconds * kUsPerSecond + now.microseconds, out->threadName);
+   }
+   Log_FormatTimeStamp(now, &out->stamp, context);
 }
 
 void Log_MakeHeader(LogState *state, const LogFilter *filter, const LogLevelRow *level, LogLineHeader *out) {
@@ -213,7 +249,8 @@ void Log_Emit(LogState *state, LogRouting routing, const char *format, va_list a
       return;
    }
    const LogErrnoKeeper keeper;
-   Message message(state, format, args, keeper.Error());
+   Message message(state);
+   message.Compose(format, args, keeper.Error());
    const LogLevelRow *const level = LogLevel_RowByNumber(routing & kLevelMask);
    const LogLock lock(state);
    if (!lock) {

@@ -267,6 +267,23 @@ TEST_F(LogEmit, NamesTheThread) {
    EXPECT_EQ(capture.lines.back().thread, "*UNKNOWN*");
 }
 
+TEST_F(LogEmit, NoticesANewNameAfter16LinesOfABurstAndAtOnceBehindAPause) {
+   Attach();
+   pthread_setname_np(pthread_self(), "first");
+   for (int count = 0; count < 100; ++count) {
+      Log_Info("x");
+   }
+   pthread_setname_np(pthread_self(), "second");
+   for (int count = 0; count < 16; ++count) {
+      Log_Info("x");
+   }
+   EXPECT_EQ(capture.lines.back().thread, "second");
+   pthread_setname_np(pthread_self(), "third");
+   clock.AdvanceNs(100'000);
+   Log_Info("x");
+   EXPECT_EQ(capture.lines.back().thread, "third");
+}
+
 TEST_F(LogEmit, AsksTheProviderForTheOperation) {
    Attach();
    Log_SetOpIdProvider([](size_t capacity, char *buffer) {

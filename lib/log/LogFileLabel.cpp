@@ -55,7 +55,7 @@ public:
        : mFile(file)
        , mPrefixLength(Log_FormatLinePrefix(file->prefixFlags, header, mPrefix.size(), mPrefix.data())) {}
 
-   void Line(const char *format, ...) CORVANE_PRINTF(2, 3) {
+   CORVANE_PRINTF(2, 3) void Line(const char *format, ...) {
       std::array<char, kLogOwnLineLimit + 1024> line;
       std::copy_n(mPrefix.data(), mPrefixLength, line.data());
       va_list args;

@@ -1,7 +1,6 @@
 #include "lib/log/LogTimeStamp.h"
 
 #include "lib/corvanebase/corvanebase.h"
-#include "osal/Clock.h"
 
 #include <algorithm>
 #include <atomic>
@@ -125,8 +124,7 @@ void LogStamp_WriteElapsed(const LogStampCache &last, uint64_t nowMilliseconds, 
    std::memcpy(out->zone, "]", 2);
 }
 
-void Log_FormatTimeStamp(LogTimeStamp *out, LogContext context) {
-   const osal::WallTime now = osal::Clock::current().wallTime();
+void Log_FormatTimeStamp(const osal::WallTime &now, LogTimeStamp *out, LogContext context) {
    if (context == LogContext::SignalHandler) {
       LogStamp_WriteElapsed(ReadCache(), MillisecondsOf(now), out);
    } else {

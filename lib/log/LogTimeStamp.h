@@ -1,5 +1,7 @@
 #pragma once
 
+#include "osal/Clock.h"
+
 #include <cstddef>
 #include <cstdint>
 
@@ -14,11 +16,11 @@ static_assert(sizeof(LogTimeStamp) == 50);
 /// Whether the caller may use what a signal handler may not.
 enum class LogContext { Ordinary, SignalHandler };
 
-/// Writes the present wall time in UTC.
+/// Writes the wall time `now`, which is the present one, in UTC.
 ///
 /// In a signal handler, where time may not be taken apart, it writes the last time that was written outside one and how
 /// long ago that was: "2026-11-12T18:30:00Z[+3", ".045", "]". Any thread. Allocates nothing; lock-free.
-void Log_FormatTimeStamp(LogTimeStamp *out, LogContext context);
+void Log_FormatTimeStamp(const osal::WallTime &now, LogTimeStamp *out, LogContext context);
 
 /// The broken-down time that was written last, in one word that is exchanged whole.
 ///

@@ -1,0 +1,427 @@
+#include "lib/log/LogTestKit.h"
+
+#include <csignal>
+#include <fcntl.h>
+#include <sys/resource.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+using logtest::CaptureOutput;
+using logtest::CountOf;
+using logtest::LogFixture;
+
+namespace {
+
+class LogFileStart : public LogFixture {
+protected:
+   // Attached last, so that it shows the early ring of a start that has failed.
+   CaptureOutput &Captured() {
+      if (capture.starts == 0) {
+         EXPECT_TRUE(Log_AddOutput(&capture));
+      }
+      return capture;
+   }
+   // A file output that rotates at the next line.
+   LogFileOutput *StartDue(const std::vector<std::string> &keys = {}) {
+      std::vector<std::string> all = {"log.rotateSize=100000"};
+      all.insert(all.end(), keys.begin(), keys.end());
+      LogFileOutput *const file = AsFile(StartFile(path, all));
+      file->fileSize = 100001;
+      return file;
+   }
+   size_t CountRotations() { return CountOf(Captured().Dump(), "LogRotation: Rotating"); }
+
+   std::string path = folder / "my.log";
+   CaptureOutput capture;
+};
+
+bool Exists(const std::string &path) {
+   struct stat file {};
+   return lstat(path.c_str(), &file) == 0;
+}
+
+/// While it lives, no file of this process may grow: a write behind this size fails with EFBIG.
+class NoGrowth {
+public:
+   NoGrowth() {
+      std::signal(SIGXFSZ, SIG_IGN);
+      getrlimit(RLIMIT_FSIZE, &mFormer);
+      const rlimit none{0, mFormer.rlim_max};
+      setrlimit(RLIMIT_FSIZE, &none);
+   }
+   ~NoGrowth() { setrlimit(RLIMIT_FSIZE, &mFormer); }
+   NoGrowth(const NoGrowth &) = delete;
+   NoGrowth &operator=(const NoGrowth &) = delete;
+
+private:
+   rlimit mFormer{};
+};
+
+} // namespace
+
+TEST_F(LogFileStart, MakesAFileWithTheModeOfItsKey) {
+   umask(0);
+   ASSERT_NE(StartFile(path, {"log.permissions=416"}), nullptr);
+   struct stat file {};
+   ASSERT_EQ(stat(path.c_str(), &file), 0);
+   EXPECT_EQ(file.st_mode & 0777, 0640U);
+}
+
+TEST_F(LogFileStart, StartsOnce) {
+   LogOutput *const output = StartFile(path);
+   Log_Info("kept");
+   EXPECT_TRUE(LogFile_Start(output));
+   EXPECT_EQ(CountOf(kit::ReadFile(path), "kept"), 1U);
+}
+
+TEST_F(LogFileStart, RefusesASymbolicLinkAndNeverMakesItsTarget) {
+   const std::string target = folder / "target";
+   for (const char *const key : {"log.keepOld=0", "log.keepOld=3", "log.append=true"}) {
+      ASSERT_EQ(symlink(target.c_str(), path.c_str()), 0);
+      EXPECT_EQ(StartFile(path, {key}), nullptr) << key;
+      EXPECT_FALSE(Exists(target)) << key;
+      ASSERT_EQ(unlink(path.c_str()), 0);
+   }
+   EXPECT_TRUE(Captured().Saw(3, "Log file '%s' is a symbolic link.\n", path.c_str())) << Captured().Dump();
+   EXPECT_TRUE(Captured().Saw(3, "Open of '%s' failed\n", path.c_str()));
+   EXPECT_TRUE(
+      Captured().Saw(3, "Could not open log file '%s' for append, ignoring log.append option\n", path.c_str()));
+}
+
+TEST_F(LogFileStart, LeavesTheTargetOfALinkAsItIs) {
+   const std::string target = folder / "target";
+   kit::WriteFile(target, "precious");
+   ASSERT_EQ(symlink(target.c_str(), path.c_str()), 0);
+   EXPECT_EQ(StartFile(path), nullptr);
+   EXPECT_EQ(kit::ReadFile(target), "precious");
+}
+
+TEST_F(LogFileStart, RefusesWhatIsNoPlainFileBeforeAnyOpen) {
+   ASSERT_EQ(mkfifo(path.c_str(), 0600), 0);
+   EXPECT_EQ(StartFile(path), nullptr);
+   EXPECT_TRUE(Captured().Saw(3, "Rejecting '%s' because it is not an acceptable type.\n", path.c_str()));
+   EXPECT_EQ(StartFile("/dev/null"), nullptr);
+   EXPECT_TRUE(Captured().Saw(3, "Rejecting '%s' because it is not an acceptable type.\n", "/dev/null"));
+   EXPECT_EQ(StartFile(folder.Path()), nullptr);
+   EXPECT_TRUE(Exists(path)) << "nothing was moved aside";
+}
+
+TEST_F(LogFileStart, SaysWhyAFileCannotBeOpened) {
+   const std::string missing = folder / "no/such/folder/my.log";
+   EXPECT_EQ(StartFile(missing), nullptr);
+   EXPECT_TRUE(Captured().Saw(3, "Unable to open '%s': %s\n", missing.c_str(), "No such file or directory"))
+      << Captured().Dump();
+   EXPECT_TRUE(Captured().Saw(3, "Open of '%s' failed\n", missing.c_str()));
+}
+
+TEST_F(LogFileStart, KeepsOlderFilesOfAnExplicitName) {
+   for (int count = 0; count < 5; ++count) {
+      ASSERT_NE(StartFile(path), nullptr);
+      Log_Info("run %d", count);
+      Log_Stop();
+   }
+   EXPECT_EQ(CountOf(kit::ReadFile(path), "run 4"), 1U);
+   EXPECT_EQ(CountOf(kit::ReadFile(folder / "my-0.log"), "run 3"), 1U);
+   EXPECT_EQ(CountOf(kit::ReadFile(folder / "my-2.log"), "run 1"), 1U);
+   EXPECT_FALSE(Exists(folder / "my-3.log"));
+}
+
+TEST_F(LogFileStart, RotatesNoDefaultNameAtTheStart) {
+   LogOutput *const output = CreateFile("");
+   const std::string own = LogFile_GetPath(output);
+   kit::WriteFile(own, "of a former process with this id");
+   ASSERT_TRUE(Log_AddOutput(output));
+   EXPECT_EQ(kit::ReadFile(own).find("of a former"), std::string::npos);
+   EXPECT_EQ(CountRotations(), 0U);
+}
+
+TEST_F(LogFileStart, GoesOnBehindAnOlderLogThatCannotBeMovedAside) {
+   kit::WriteFile(path, "precious\n");
+   ASSERT_EQ(mkdir((folder / "my-0.log").c_str(), 0700), 0);
+   ASSERT_EQ(mkdir((folder / "my-1.log").c_str(), 0700), 0);
+   ASSERT_EQ(mkdir((folder / "my-2.log").c_str(), 0700), 0);
+   kit::WriteFile(folder / "my-2.log/in", "the way");
+   kit::WriteFile(folder / "my-1.log/in", "the way");
+   ASSERT_NE(StartFile(path), nullptr);
+   EXPECT_EQ(kit::ReadFile(path).rfind("precious\n", 0), 0U);
+   EXPECT_EQ(CountOf(kit::ReadFile(path), "Log for "), 1U);
+}
+
+TEST_F(LogFileStart, RemovesAFileThatItCannotLabel) {
+   {
+      const NoGrowth full;
+      EXPECT_EQ(StartFile(path), nullptr);
+   }
+   EXPECT_FALSE(Exists(path));
+   EXPECT_TRUE(Captured().Saw(3, "Unable to label log file '%s'\n", path.c_str())) << Captured().Dump();
+   EXPECT_NE(StartFile(path), nullptr);
+}
+
+TEST_F(LogFileStart, SaysThatNoDescriptorIsLeft) {
+   rlimit former{};
+   getrlimit(RLIMIT_NOFILE, &former);
+   const rlimit none{3, former.rlim_max};
+   setrlimit(RLIMIT_NOFILE, &none);
+   LogOutput *const output = StartFile(path);
+   setrlimit(RLIMIT_NOFILE, &former);
+   EXPECT_EQ(output, nullptr);
+   EXPECT_TRUE(Captured().Saw(3, "Unable to open '%s': %s\n", path.c_str(), "Too many open files"))
+      << Captured().Dump();
+}
+
+TEST_F(LogFileStart, RotatesWhenTheSizeIsOverTheLimitAndNotBefore) {
+   LogFileOutput *const file = StartDue();
+   file->fileSize = 100000;
+   Log_Info("at the limit");
+   EXPECT_FALSE(Exists(folder / "my-0.log"));
+   Log_Info("first of the new file");
+   EXPECT_EQ(CountOf(kit::ReadFile(folder / "my-0.log"), "at the limit"), 1U);
+   const std::string content = kit::ReadFile(path);
+   EXPECT_EQ(CountOf(content, "Log for "), 1U);
+   EXPECT_EQ(CountOf(content, "first of the new file"), 1U);
+   EXPECT_EQ(file->fileSize, content.size() - content.find("first of the new file") +
+                                std::string(content.substr(0, content.find(" Log for "))).size() + 1)
+      << "the label does not count";
+   Log_Info("next");
+   EXPECT_EQ(
+      CountOf(kit::ReadFile(path), "LogRotation: Rotating to a new log file (keepOld 3) took 0.000000 seconds.\n"), 1U);
+}
+
+TEST_F(LogFileStart, WritesItsRotationLine) {
+   StartDue();
+   Captured();
+   Log_Info("a");
+   Log_Info("b");
+   EXPECT_TRUE(
+      Captured().Saw(5, "%s: Rotating to a new log file (keepOld %d) took %f seconds.\n", "LogRotation", 3, 0.0))
+      << Captured().Dump();
+}
+
+TEST_F(LogFileStart, OpensTheSameFileAgainWithNothingToKeepAndDoesNotEmptyIt) {
+   LogFileOutput *const file = StartDue({"log.keepOld=0"});
+   Log_Info("%s", std::string(5000, 'x').c_str());
+   file->fileSize = 100001;
+   const size_t before = kit::ReadFile(path).size();
+   Log_Info("short");
+   EXPECT_EQ(kit::ReadFile(path).size(), before);
+   EXPECT_EQ(CountOf(kit::ReadFile(path), "short\n"), 1U);
+   EXPECT_LT(file->fileSize, 200U);
+   EXPECT_FALSE(Exists(folder / "my-0.log"));
+}
+
+TEST_F(LogFileStart, GoesOnInTheOldFileWhileANewOneCannotBeOpened) {
+   LogFileOutput *const file = StartDue();
+   ASSERT_EQ(rename(folder.Path().c_str(), (folder.Path() + "-away").c_str()), 0);
+   for (int count = 0; count < 5; ++count) {
+      Log_Info("line %d", count);
+   }
+   ASSERT_EQ(rename((folder.Path() + "-away").c_str(), folder.Path().c_str()), 0);
+   for (int count = 0; count < 5; ++count) {
+      EXPECT_EQ(CountOf(kit::ReadFile(path), "line " + std::to_string(count) + "\n"), 1U) << count;
+   }
+   EXPECT_EQ(file->retry.failures, 2U) << "the first, one at the next message, then a rest";
+   clock.AdvanceMs(250);
+   Log_Info("in a new file");
+   EXPECT_EQ(CountOf(kit::ReadFile(path), "in a new file"), 1U);
+   EXPECT_EQ(CountOf(kit::ReadFile(folder / "my-0.log"), "line 4"), 1U);
+   EXPECT_TRUE(CountOf(kit::ReadFile(path), "Unable to open") +
+                  CountOf(kit::ReadFile(folder / "my-0.log"), "Unable to open") >
+               0U);
+}
+
+TEST_F(LogFileStart, TriesARotationThatFailsOncePerMessage) {
+   LogFileOutput *const file = StartDue();
+   ASSERT_EQ(mkdir((folder / "my-0.log").c_str(), 0700), 0);
+   ASSERT_EQ(mkdir((folder / "my-1.log").c_str(), 0700), 0);
+   ASSERT_EQ(mkdir((folder / "my-2.log").c_str(), 0700), 0);
+   kit::WriteFile(folder / "my-1.log/in", "the way");
+   kit::WriteFile(folder / "my-2.log/in", "the way");
+   Captured();
+   Log_Info("one\ntwo\nthree\n");
+   EXPECT_EQ(file->retry.failures, 1U);
+   Log_Info("next");
+   EXPECT_EQ(file->retry.failures, 2U) << "the waiting lines and the message share one try";
+   for (int count = 0; count < 50; ++count) {
+      Log_Info("many");
+   }
+   EXPECT_EQ(file->retry.failures, 2U);
+   EXPECT_EQ(CountRotations(), 2U);
+   EXPECT_EQ(CountOf(kit::ReadFile(path), "many\n"), 50U);
+}
+
+TEST_F(LogFileStart, NeverDrainsWithoutEndWhileRotationsFail) {
+   LogFileOutput *const file = StartDue();
+   file->retry.failures = 0;
+   ASSERT_EQ(rename(folder.Path().c_str(), (folder.Path() + "-away").c_str()), 0);
+   for (int count = 0; count < 200; ++count) {
+      clock.AdvanceMs(60'000); // each message may try
+      Log_Info("line %d", count);
+   }
+   ASSERT_EQ(rename((folder.Path() + "-away").c_str(), folder.Path().c_str()), 0);
+   EXPECT_EQ(CountOf(kit::ReadFile(path), "line 199\n"), 1U);
+}
+
+TEST_F(LogFileStart, GoesBackToTheOldFileWhenTheNewOneCannotBeLabelled) {
+   LogFileOutput *const file = StartDue();
+   const uint64_t size = file->fileSize;
+   {
+      const NoGrowth full;
+      Log_Info("lost");
+   }
+   EXPECT_FALSE(Exists(path)) << "the new one was removed";
+   EXPECT_EQ(file->fileSize, size);
+   EXPECT_GT(file->discarded, 0U);
+   Log_Info("kept");
+   const std::string all = kit::ReadFile(path) + kit::ReadFile(folder / "my-0.log");
+   EXPECT_EQ(CountOf(all, " kept\n"), 1U);
+}
+
+TEST_F(LogFileStart, KeepsTheNameOfItsFileWhenNothingIsKeptAndTheLabelFails) {
+   StartDue({"log.keepOld=0"});
+   {
+      const NoGrowth full;
+      Log_Info("lost");
+   }
+   EXPECT_TRUE(Exists(path));
+   Log_Info("kept");
+   EXPECT_EQ(CountOf(kit::ReadFile(path), " kept\n"), 1U);
+}
+
+TEST_F(LogFileStart, ReportsAFileThatHasChangedSinceItWasOpened) {
+   // A folder at the path, once the file has been moved aside by someone else: with nothing to keep it is in the way.
+   StartDue({"log.keepOld=0"});
+   ASSERT_EQ(rename(path.c_str(), (folder / "elsewhere").c_str()), 0);
+   ASSERT_EQ(mkfifo(path.c_str(), 0600), 0);
+   Captured();
+   Log_Info("kept");
+   Log_Info("next");
+   EXPECT_TRUE(Captured().Saw(3, "Rejecting '%s' because it is not an acceptable type.\n", path.c_str()))
+      << Captured().Dump();
+   EXPECT_EQ(CountOf(kit::ReadFile(folder / "elsewhere"), " kept\n"), 1U);
+}
+
+TEST_F(LogFileStart, LabelsAFileLineByLine) {
+   Log_SetProduct("Product", "1.2.3", "build-7", nullptr);
+   Log_SetProduct("another", "x", "y", "z");
+   StartFile(path, {"log.useTimeStamps=false", "log.useThreadName=false"});
+   char *const system = Hostinfo_GetOSDetailedData();
+   const std::string content = kit::ReadFile(path);
+   const std::string expected =
+      "In(05) Log for Product pid=" + std::to_string(getpid()) + " version=1.2.3 build=build-7 option=unknown\n";
+   EXPECT_EQ(content.rfind(expected, 0), 0U) << content;
+   EXPECT_EQ(CountOf(content, "\nIn(05) The host is "), 1U);
+   EXPECT_EQ(CountOf(content, "\nIn(05) Host codepage=UTF-8 encoding=UTF-8\n"
+                              "In(05) Log creation time is 2026-11-12T18:30:00.123Z\n"
+                              "In(05) Host is " +
+                                 std::string(system) + "\nIn(05) Host offset from UTC is "),
+             1U)
+      << content;
+   std::free(system);
+}
+
+TEST_F(LogFileStart, PrintsNoCreationTimeWhereEachLineHasOne) {
+   StartFile(path);
+   EXPECT_EQ(CountOf(kit::ReadFile(path), "Log creation time"), 0U);
+   EXPECT_EQ(CountOf(kit::ReadFile(path), "Log for unknown pid="), 1U);
+}
+
+TEST_F(LogFileStart, StopsTheProgramOnAWordSizeThatCannotBe) {
+   char name[32];
+#if defined(__aarch64__)
+   LogFile_ArchitectureName(64, name, sizeof name);
+   EXPECT_STREQ(name, "64-bit Arm");
+#else
+   LogFile_ArchitectureName(64, name, sizeof name);
+   EXPECT_STREQ(name, "x86_64");
+   LogFile_ArchitectureName(32, name, sizeof name);
+   EXPECT_STREQ(name, "x86");
+   EXPECT_DEATH(LogFile_ArchitectureName(16, name, sizeof name), "LogArchString: unknown bitness \\(16\\)\n");
+#endif
+}
+
+/* ---- What dead processes left behind ----------------------------------------------------------------------------- */
+
+namespace {
+
+class LogPurgeTest : public LogFixture {
+protected:
+   // A log file of a process that cannot exist, `age` seconds old.
+   std::string Leave(const std::string &name, int age) {
+      std::string file = area + "/" + name;
+      kit::WriteFile(file, "old");
+      const timespec time{1'700'000'000 - age, 0};
+      const timespec times[] = {time, time};
+      utimensat(AT_FDCWD, file.c_str(), times, 0);
+      return file;
+   }
+   bool Purge(const std::vector<std::string> &keys) {
+      LogOutput *const output = CreateFile("", keys);
+      const bool removed = LogFile_PurgeDead(output, nullptr, nullptr);
+      Log_ReleaseOutput(output);
+      return removed;
+   }
+   void SetUp() override { ASSERT_EQ(File_CreateDirectoryHierarchy(area.c_str(), 0), 1); }
+
+   std::string area = folder / "Logs/Corvane";
+};
+
+} // namespace
+
+TEST_F(LogPurgeTest, RemovesTheOldestBeyondTheKeepCount) {
+   const std::string oldest = Leave("zenthar-MAVR-99999990.log", 50);
+   const std::string middle = Leave("zenthar-MAVR-99999991.log", 40);
+   const std::string kept = Leave("zenthar-MAVR-99999992-0.log", 30);
+   const std::string newest = Leave("zenthar-MAVR-99999993.log", 20);
+   const std::string alive = Leave("zenthar-MAVR-" + std::to_string(getpid()) + "-0.log", 90);
+   const std::string other = Leave("zenthar-OTHER-99999990.log", 90);
+   EXPECT_TRUE(Purge({"log.suffix=MAVR", "log.keepOld=2"}));
+   EXPECT_FALSE(Exists(oldest));
+   EXPECT_FALSE(Exists(middle));
+   EXPECT_TRUE(Exists(kept) && Exists(newest) && Exists(alive) && Exists(other));
+   EXPECT_FALSE(Purge({"log.suffix=MAVR", "log.keepOld=2"}));
+}
+
+TEST_F(LogPurgeTest, TouchesNothingButPlainFilesOfItsUser) {
+   ASSERT_EQ(symlink("nowhere", (area + "/zenthar-99999990.log").c_str()), 0);
+   ASSERT_EQ(mkdir((area + "/zenthar-99999991.log").c_str(), 0700), 0);
+   ASSERT_EQ(mkfifo((area + "/zenthar-99999992.log").c_str(), 0600), 0);
+   const std::string foreign = Leave("zenthar-99999993.log", 90);
+   const bool given = chown(foreign.c_str(), 65534, 65534) == 0;
+   Leave("zenthar-99999994.log", 1);
+   EXPECT_FALSE(Purge({"log.keepOld=1"}));
+   EXPECT_TRUE(Exists(area + "/zenthar-99999990.log"));
+   EXPECT_TRUE(Exists(area + "/zenthar-99999991.log"));
+   EXPECT_TRUE(Exists(area + "/zenthar-99999992.log"));
+   if (!given) {
+      GTEST_SKIP() << "only the superuser can give a file away: another user's file was not tried";
+   }
+   EXPECT_TRUE(Exists(foreign));
+}
+
+TEST_F(LogPurgeTest, RunsOnlyForADefaultNameWithSomethingToKeep) {
+   for (int count = 0; count < 9; ++count) {
+      Leave("zenthar-9999999" + std::to_string(count) + ".log", count);
+   }
+   EXPECT_FALSE(Purge({"log.keepOld=0"}));
+   EXPECT_FALSE(Purge({"log.fileName=" + area + "/explicit.log"}));
+   CaptureOutput other;
+   EXPECT_FALSE(LogFile_PurgeDead(&other, nullptr, nullptr));
+   EXPECT_TRUE(Exists(area + "/zenthar-99999998.log"));
+}
+
+TEST_F(LogPurgeTest, AsksTheMatcherOfItsCaller) {
+   const std::string mine = Leave("mine", 10);
+   const std::string newer = Leave("zenthar-99999990.log", 5);
+   LogOutput *const output = CreateFile("", {"log.keepOld=1"});
+   int asked = 0;
+   const LogFileMatcher everything = [](const char *, void *argument, uint32_t *outPid) {
+      ++*static_cast<int *>(argument);
+      *outPid = 99999990;
+      return true;
+   };
+   EXPECT_TRUE(LogFile_PurgeDead(output, everything, &asked));
+   EXPECT_EQ(asked, 2);
+   EXPECT_FALSE(Exists(mine));
+   EXPECT_TRUE(Exists(newer));
+   Log_ReleaseOutput(output);
+}
