@@ -20,7 +20,8 @@ protected:
 void LogUnchecked(const char *format, ...) {
    va_list args;
    va_start(args, format);
-   Log_LevelV(5, format, args);
+   void (*const unchecked)(LogRouting, const char *, va_list) = &Log_LevelV;
+   unchecked(5, format, args);
    va_end(args);
 }
 
@@ -32,7 +33,7 @@ const char *Of(const std::string &text) {
 
 TEST_F(LogEmit, KeepsAMessageOf318BytesOnTheStackAndALongerOneInTheBigBuffer) {
    Attach();
-   for (const size_t length : {0, 1, 318, 319, 320, 32765}) {
+   for (const size_t length : std::initializer_list<size_t>{0, 1, 318, 319, 320, 32765}) {
       Log_Info("%s", Of(std::string(length, 'x')));
       EXPECT_EQ(LastText(), std::string(length, 'x') + "\n") << length;
    }
@@ -43,7 +44,7 @@ TEST_F(LogEmit, KeepsAMessageOf318BytesOnTheStackAndALongerOneInTheBigBuffer) {
 
 TEST_F(LogEmit, CutsAMessageThatTheBigBufferCannotHold) {
    Attach();
-   for (const size_t length : {32767, 32768, 40000, 70000}) {
+   for (const size_t length : std::initializer_list<size_t>{32767, 32768, 40000, 70000}) {
       Log_Info("%s", Of(std::string(length, 'x')));
       EXPECT_EQ(LastText(), std::string(32765, 'x') + "\n") << length;
    }

@@ -158,13 +158,15 @@ TEST_F(LogFileStart, RemovesAFileThatItCannotLabel) {
 }
 
 TEST_F(LogFileStart, SaysThatNoDescriptorIsLeft) {
+   LogOutput *const output = CreateFile(path);
    rlimit former{};
    getrlimit(RLIMIT_NOFILE, &former);
    const rlimit none{3, former.rlim_max};
    setrlimit(RLIMIT_NOFILE, &none);
-   LogOutput *const output = StartFile(path);
+   const bool attached = Log_AddOutput(output);
    setrlimit(RLIMIT_NOFILE, &former);
-   EXPECT_EQ(output, nullptr);
+   EXPECT_FALSE(attached);
+   EXPECT_TRUE(Log_ReleaseOutput(output));
    EXPECT_TRUE(Captured().Saw(3, "Unable to open '%s': %s\n", path.c_str(), "Too many open files"))
       << Captured().Dump();
 }

@@ -83,7 +83,7 @@ TEST_F(LogStateTest, AllocatesNothingForALine) {
 
 TEST_F(LogStateTest, WritesWholeLinesFromManyThreads) {
    constexpr int kThreads = 4;
-   constexpr int kLines = 500;
+   constexpr int kLines = 250; // each line fits the stack: only one thread has the big buffer at a time
    LogOutput *const output = StartFile(path, {"log.throttleBytesPerSec=-1"});
    AsFile(output)->rotateSize = 0;
    std::vector<std::thread> threads;
@@ -155,15 +155,14 @@ TEST_F(LogStateTest, LeavesTheLockFreeBehindAForkInAnOutput) {
 }
 
 TEST_F(LogStateTest, LogsFromASignalHandlerWithTheLastStamp) {
-   CaptureOutput output;
-   ASSERT_TRUE(Log_AddOutput(&output));
+   ASSERT_NE(StartFile(path), nullptr);
    Log_Info("before");
    clock.AdvanceMs(3168);
    std::signal(SIGUSR1, &LogFromHandler);
    raise(SIGUSR1);
-   ASSERT_EQ(output.lines.size(), 2U);
-   EXPECT_EQ(output.lines[1].text, "from the handler\n");
-   EXPECT_EQ(output.lines[1].stamp, "2026-11-12T18:30:00Z[+3.045]");
+   const std::string content = kit::ReadFile(path);
+   EXPECT_EQ(CountOf(content, "\n2026-11-12T18:30:00Z[+3.045] In(05) "), 1U) << content;
+   EXPECT_EQ(CountOf(content, " from the handler\n"), 1U);
 }
 
 TEST_F(LogStateTest, KeepsAMessageOfAHandlerThatInterruptsTheLog) {

@@ -21,7 +21,7 @@
 
 namespace logtest {
 
-inline std::string FormatV(const char *format, va_list args) {
+CORVANE_PRINTF(1, 0) inline std::string FormatV(const char *format, va_list args) {
    std::vector<char> text(80000);
    const int length = std::vsnprintf(text.data(), text.size(), format, args);
    return std::string(text.data(), static_cast<size_t>(length));
