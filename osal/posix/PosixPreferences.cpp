@@ -105,8 +105,12 @@ private:
       }
       if (Status damage = Load(); !damage.ok()) {
          guard->unlock();
-         KeepDamagedFile();
+         const Status kept = KeepDamagedFile();
          guard->lock();
+         if (kept.ok()) {
+            // What an editor finished meanwhile counts for this read already; what is damaged anew waits for the next.
+            mIsSettled = Load().ok() && mIsSettled;
+         }
       }
    }
 
@@ -175,8 +179,8 @@ private:
       }
    }
 
-   /// Moves the file aside if it is still damaged after a moment. Without mStateLock.
-   void KeepDamagedFile() {
+   /// Moves the file aside if it is still damaged after a moment. A failure is noted. Without mStateLock.
+   Status KeepDamagedFile() {
       Clock::current().sleepNs(kSettleNs);
       const uint64_t deadline = Clock::current().monotonicNs() + kSettingsLockTimeoutNs;
       const std::lock_guard<std::mutex> writing(mWriteLock);
@@ -195,8 +199,7 @@ private:
                                    "settings file " + mFile.Path() +
                                       " is damaged, read as empty, and could not be kept beside it: " + status.reason));
       }
-      const std::lock_guard<std::mutex> guard(mStateLock);
-      mIsSettled = mIsSettled && !status.ok();
+      return status;
    }
 
    /// Reads the file for a change. A damaged one is moved aside, noted, and gives an empty document; so does a missing

@@ -237,6 +237,46 @@ TEST_F(PosixPreferencesTest, AProcessKilledAtAnyPointLosesNothingAcknowledged) {
    }
 }
 
+// The writes that do more than replace a file: the first one, which makes the folders, and one that meets a damaged
+// file.
+TEST_F(PosixPreferencesTest, AProcessKilledInAnUncommonWriteLeavesNothingHalf) {
+   const kit::ManualClock clock;
+   for (const bool isDamaged : {false, true}) {
+      bool wasKilled = true;
+      int n = 0;
+      for (n = 1; wasKilled; ++n) {
+         std::filesystem::remove_all(mHome / "corvane");
+         if (isDamaged) {
+            WriteRaw(Plist("<key>key</key><true/>"));
+         }
+         const pid_t child = fork();
+         if (child == 0) {
+            FaultyFileLayer dying;
+            const auto preferences = MakePosixPreferences(mFile, dying);
+            if (isDamaged) {
+               WriteRaw("broken");
+            }
+            dying.At(n, [] { _exit(42); });
+            _exit(preferences->setAppValue("written", int64_t{n}).ok() ? 0 : 1);
+         }
+         int status = 0;
+         ASSERT_EQ(waitpid(child, &status, 0), child);
+         wasKilled = WEXITSTATUS(status) == 42;
+         ASSERT_TRUE(wasKilled || WEXITSTATUS(status) == 0) << n;
+         const auto preferences = Open();
+         const auto written = preferences->copyAppValue("written");
+         EXPECT_TRUE(!written || *written == PreferenceValue(int64_t{n})) << n;
+         EXPECT_TRUE(wasKilled || written.has_value()) << "acknowledged";
+         if (isDamaged) {
+            EXPECT_EQ(kit::ReadFile(mFile + ".damaged"), "broken") << n;
+         }
+         ASSERT_TRUE(preferences->setAppValue("next", int64_t{n}).ok()) << n;
+         EXPECT_FALSE(Names().contains("d.plist.tmp")) << n;
+      }
+      EXPECT_GT(n, 20);
+   }
+}
+
 TEST_F(PosixPreferencesTest, TwoProcessesThatWriteDifferentKeysLoseNeither) {
    constexpr int kWrites = 40;
    std::vector<pid_t> children;

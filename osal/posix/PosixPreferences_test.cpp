@@ -236,6 +236,8 @@ TEST_F(PosixPreferencesTest, AFileThatAnEditorFinishesInAMomentIsNotMoved) {
    const Editor editor(mFile);
    const auto preferences = Open();
    EXPECT_EQ(preferences->copyAppValue("key"), PreferenceValue(true));
+   WriteRaw("<plist><dict><key>ke");
+   EXPECT_EQ(preferences->copyAppValue("key"), PreferenceValue(true)) << "by the read that met the half already";
    EXPECT_TRUE(preferences->takeTrouble().ok());
    EXPECT_FALSE(std::filesystem::exists(mFile + ".damaged"));
 }
