@@ -182,7 +182,8 @@ MMDR_API int32_t Mmdr_EnumDevices(MmdrHandle *handle, int32_t type, uint32_t siz
 /* Which of the devices that are there now the stored preference selects.
  *
  * This does not tell what was stored. The stored id is looked for first, whole and then as a piece of a user id; then
- * the stored name. There is no fallback on another device.
+ * the stored name. There is no fallback on another device. A stored text of 128 bytes or more reads as empty at first:
+ * each read doubles the room for it once, so such a preference counts from the second or third call in a process on.
  *
  * handle   live
  * type     MMDR_DEV_VIDEO or MMDR_DEV_AUDIO
@@ -211,12 +212,15 @@ MMDR_API int32_t Mmdr_GetPrefDev(MmdrHandle *handle, int32_t type, int32_t selec
  * name     name, terminated, of any length; null and empty clear it. A microphone's name is stored only together with
  *          an id; without one, the empty text is stored for both. A camera's name is stored in any case
  *
- * MMDR_OK                      stored. Also when the settings file could not be written: the log tells
+ * MMDR_OK                      stored. Also when the settings file could not be written: the log tells, and what was
+ *                              stored before stays
  * MMDR_ERR_INVALID_HANDLE      the handle is not live
  * MMDR_ERR_INVALID_DEV_TYPE    no such type; nothing is stored
  * MMDR_ERR_STORE_FAILED        the settings layer reports failure; on macOS and Linux it never does
  *
- * The device need not be there. Threads: one call at a time.
+ * The texts of an MmdrDevEntry serve as they are: one that ends inside a character is stored without that character's
+ * bytes. Other ill-formed UTF-8 has no place in a settings file. The device need not be there.
+ * Threads: one call at a time.
  *
  *    Mmdr_SetPrefDev(handle, MMDR_DEV_AUDIO, entry.userId, entry.name);
  *    Mmdr_SetPrefDev(handle, MMDR_DEV_AUDIO, NULL, NULL); // no preference any more
@@ -228,7 +232,8 @@ MMDR_API int32_t Mmdr_SetPrefDev(MmdrHandle *handle, int32_t type, const char *i
  * handle   live
  * option   0 all, 1 the default ones, 2 the preferred one. Any other number is stored too, and refused when read
  *
- * MMDR_OK                    stored. Also when the settings file could not be written: the log tells
+ * MMDR_OK                    stored. Also when the settings file could not be written: the log tells, and what was
+ *                            stored before stays
  * MMDR_ERR_INVALID_HANDLE    the handle is not live
  * MMDR_ERR_STORE_FAILED      the settings layer reports failure; on macOS and Linux it never does
  *

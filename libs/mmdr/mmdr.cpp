@@ -5,6 +5,7 @@
 #include "libs/common/UserPrefsUtil.h"
 #include "libs/mmdr/MmdrHandle.h"
 #include "libs/pcoip_mfw/linux/linux_pcoip_mfw.h"
+#include "libs/utils/StringUtils.h"
 
 #include <algorithm>
 #include <cstring>
@@ -42,20 +43,26 @@ MMDev::DeviceList ListDevices(int32_t type) {
    return list;
 }
 
+// Null stands for the empty text. A field of MmdrDevEntry may end inside a character, and no store takes such a text:
+// it is stored without those bytes, and as a piece of the user id it finds its device all the same.
+std::string StorableText(const char *text) {
+   return text != nullptr ? std::string(StringUtils::WithoutCutCharacter(text)) : std::string();
+}
+
 int32_t StoreResult(bool stored) {
    return stored ? MMDR_OK : MMDR_ERR_STORE_FAILED;
 }
 
 int32_t StorePreferredCamera(const char *id, const char *name) {
-   return StoreResult(UserPrefsUtil::SetPreferredWCamId(id != nullptr ? id : "") &&
-                      UserPrefsUtil::SetPreferredWCamName(name != nullptr ? name : ""));
+   return StoreResult(UserPrefsUtil::SetPreferredWCamId(StorableText(id)) &&
+                      UserPrefsUtil::SetPreferredWCamName(StorableText(name)));
 }
 
 // Required: unlike a camera's, a microphone's name is kept only together with an id.
 int32_t StorePreferredMicrophone(const char *id, const char *name) {
    const bool hasId = id != nullptr && *id != '\0';
-   return StoreResult(UserPrefsUtil::SetPreferredAInId(hasId ? id : "") &&
-                      UserPrefsUtil::SetPreferredAInName(hasId && name != nullptr ? name : ""));
+   return StoreResult(UserPrefsUtil::SetPreferredAInId(StorableText(id)) &&
+                      UserPrefsUtil::SetPreferredAInName(StorableText(hasId ? name : nullptr)));
 }
 
 } // namespace

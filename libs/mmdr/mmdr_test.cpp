@@ -16,6 +16,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <limits>
+#include <memory>
 #include <new>
 #include <vector>
 
@@ -129,7 +130,9 @@ TEST_F(Mmdr, EveryFunctionRefusesNullForeignAndReleasedHandles) {
    MmdrHandle negative{};
    negative.Enliven(1);
    negative.count.store(-1);
-   MmdrHandle *const bad[] = {nullptr, reinterpret_cast<MmdrHandle *>(foreign), &released, &negative};
+   const std::unique_ptr<char[]> four(new char[4]{'m', 'm', 'd', 's'}); // nothing behind these may be read
+   MmdrHandle *const bad[] = {nullptr, reinterpret_cast<MmdrHandle *>(foreign),
+                              reinterpret_cast<MmdrHandle *>(four.get()), &released, &negative};
    char out[260] = {};
    uint32_t number = 77;
    uint8_t enabled = 77;
@@ -295,6 +298,17 @@ TEST_F(Mmdr, TextsOf259BytesAndMoreHaveNoTerminator) {
    Mmdr_Uninit(handle);
 }
 
+TEST_F(Mmdr, ATextEndsAtItsFirstZeroByteAndIsPaddedFromThere) {
+   fake.cameras = {kit::Camera(std::string("a\0b", 3), "id")};
+   MmdrHandle *const handle = Open();
+   std::array<char, 520> entry;
+   entry.fill('x');
+   uint32_t count = 0;
+   ASSERT_EQ(Mmdr_EnumDevices(handle, 1, 520, entry.data(), &count), MMDR_OK);
+   EXPECT_EQ(std::string(&entry[260], 260), "a" + std::string(258, '\0') + "x");
+   Mmdr_Uninit(handle);
+}
+
 TEST_F(Mmdr, RequiredALongTextIsCutAtTheByteAlsoInsideACharacter) {
    MmdrHandle *const handle = Open();
    fake.cameras = {kit::Camera(std::string(258, 'n') + "\xc3\xa4", "id"), kit::Camera("\xff\xfe", std::string("z"))};
@@ -403,6 +417,16 @@ TEST_F(Mmdr, GetPrefDevCopies259BytesAtMost) {
    std::memset(out, 'x', sizeof out);
    EXPECT_EQ(Mmdr_GetPrefDev(handle, MMDR_DEV_VIDEO, MMDR_SELECT_NAME, out), MMDR_OK);
    EXPECT_EQ(std::string(out, 260), std::string(259, 'n') + "x");
+   Mmdr_Uninit(handle);
+}
+
+TEST_F(Mmdr, RequiredAnIdLongerThanTheConversionBufferResolvesOnceTheBufferHasGrown) {
+   const std::string id(200, 'i');
+   fake.cameras = {kit::Camera("", id)};
+   MmdrHandle *const handle = Open();
+   EXPECT_EQ(Mmdr_SetPrefDev(handle, MMDR_DEV_VIDEO, ("#" + id).c_str(), ""), MMDR_OK);
+   EXPECT_EQ(Preferred(handle, MMDR_DEV_VIDEO, MMDR_SELECT_USER_ID), "(none)") << "128 bytes";
+   EXPECT_EQ(Preferred(handle, MMDR_DEV_VIDEO, MMDR_SELECT_USER_ID), "#" + id) << "256 bytes";
    Mmdr_Uninit(handle);
 }
 

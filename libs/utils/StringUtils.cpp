@@ -2,6 +2,7 @@
 
 #include "lib/mfw/common/logger.h"
 
+#include <algorithm>
 #include <cctype>
 #include <charconv>
 #include <cstdlib>
@@ -36,6 +37,18 @@ bool EqualsNoCase(const std::string &a, const std::string &b) {
 std::string ToLower(std::string text) {
    for (char &c : text) {
       c = static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
+   }
+   return text;
+}
+
+std::string_view WithoutCutCharacter(std::string_view text) {
+   constexpr size_t kLongestCut = 3;
+   for (size_t tail = 1; tail <= std::min(kLongestCut, text.size()); ++tail) {
+      const auto byte = static_cast<unsigned char>(text[text.size() - tail]);
+      if ((byte & 0xC0) != 0x80) {
+         const size_t announced = byte >= 0xF0 ? 4 : byte >= 0xE0 ? 3 : byte >= 0xC0 ? 2 : 1;
+         return announced > tail ? text.substr(0, text.size() - tail) : text;
+      }
    }
    return text;
 }

@@ -24,6 +24,10 @@ size_t Split(std::string_view text, char delimiter, std::vector<std::string> *pi
 
 [[nodiscard]] std::string ToLower(std::string text);
 
+/// `text` without the character at its end that misses bytes: what was cut at a byte is UTF-8 again. Bytes that are no
+/// UTF-8 elsewhere stay.
+[[nodiscard]] std::string_view WithoutCutCharacter(std::string_view text);
+
 /// The number in decimal, or nothing when it cannot be converted.
 [[nodiscard]] std::optional<std::string> IntToText(int64_t value);
 

@@ -59,6 +59,20 @@ TEST(StringUtils, ComparesAndLowersWithoutRegardToCase) {
    EXPECT_EQ(ToLower("AbC 1\xc3\x84"), "abc 1\xc3\x84") << "bytes outside ASCII stay";
 }
 
+TEST(StringUtils, WithoutCutCharacterEndsOnAWholeCharacter) {
+   EXPECT_EQ(WithoutCutCharacter(""), "");
+   for (const std::string character : {"a", "\xc3\xa4", "\xe2\x82\xac", "\xf0\x9f\x93\xb7"}) {
+      for (const std::string before : {"", "x", "\xd7\xa9", "\xff"}) {
+         EXPECT_EQ(WithoutCutCharacter(before + character), before + character);
+         for (size_t length = 1; length < character.size(); ++length) {
+            EXPECT_EQ(WithoutCutCharacter(before + character.substr(0, length)), before) << character << length;
+         }
+      }
+   }
+   EXPECT_EQ(WithoutCutCharacter("\x80\x80\x80\x80"), "\x80\x80\x80\x80") << "nothing there was cut";
+   EXPECT_EQ(WithoutCutCharacter("a\x80"), "a\x80");
+}
+
 TEST(StringUtils, IntToTextIsDecimal) {
    EXPECT_EQ(IntToText(0), "0");
    EXPECT_EQ(IntToText(-5), "-5");
