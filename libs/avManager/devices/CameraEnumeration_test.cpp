@@ -1,12 +1,16 @@
 #include "libs/avManager/devices/CameraEnumeration.h"
 
 #include "lib/mfw/common/logger.h"
+#include "libs/avManager/devices/MicrophoneEnumeration.h"
 #include "libs/mmdr/device/DeviceGuid.h"
 #include "osal/Platform.h"
 #include "tests/kit/FakeDevices.h"
 #include "tests/kit/LogCapture.h"
+#include "tests/kit/TempDir.h"
 
 #include <gtest/gtest.h>
+
+#include <cstdlib>
 
 namespace {
 
@@ -151,6 +155,54 @@ TEST_F(CameraEnumeration, APlatformThatDoesNotAnswerIsOneErrorLineAndNoCameras) 
                        "the server did not answer in 2 seconds"),
              1);
    EXPECT_EQ(log.Lines().size(), 2u);
+}
+
+// ---- What the environment names. The backend is chosen once in a process: each case is a test of its own. ----
+
+// Lists both kinds and expects one ERROR line for each, with `why`, and no devices.
+void ExpectNoDevices(const std::string &why) {
+   const kit::LogCapture log;
+   MMDev::DeviceList list(1);
+   AVCaptureEnumerateVideoDevices(list);
+   EXPECT_TRUE(list.empty());
+   EXPECT_TRUE(log.Saw(logger::ERROR, "%s - Failed to list the cameras: %s", kEnumerate, why.c_str())) << log.Dump();
+   list.resize(1);
+   EXPECT_EQ(AVCaptureEnumerateAudioDevices(list), 0);
+   EXPECT_TRUE(list.empty());
+   EXPECT_TRUE(log.Saw(logger::ERROR, "%s - Failed to list the microphones: %s", "+[AVCapture enumerateAudioDevices:]",
+                       why.c_str()))
+      << log.Dump();
+   EXPECT_EQ(log.CountLevel(logger::ERROR), 2);
+}
+
+class EnumerationOfASimulationFile : public ::testing::Test {
+protected:
+   EnumerationOfASimulationFile() {
+      setenv("MAVR_OSAL", "simulated", 1);
+      setenv("MAVR_SIMULATION", file.c_str(), 1);
+   }
+
+   kit::TempDir folder;
+   const std::string file = folder / "devices.json";
+};
+
+TEST_F(EnumerationOfASimulationFile, ThatIsMissingIsOneErrorLineAndNoDevices) {
+   ExpectNoDevices("simulation file " + file + " cannot be opened: No such file or directory");
+}
+
+TEST_F(EnumerationOfASimulationFile, ThatIsBrokenIsOneErrorLineWithThePlaceAndNoDevices) {
+   kit::WriteFile(file, "{\n  \"cameras\": 7\n}");
+   ExpectNoDevices("simulation file " + file + ":2:14: cameras must be a list, [ ... ]");
+}
+
+TEST_F(EnumerationOfASimulationFile, ThatIsHugeIsOneErrorLineAndNoDevices) {
+   kit::WriteFile(file, std::string((16u << 20) + 1, ' '));
+   ExpectNoDevices("simulation file " + file + " is larger than 16 MiB");
+}
+
+TEST(EnumerationOfAnUnknownBackend, IsOneErrorLineThatNamesItAndNoDevices) {
+   setenv("MAVR_OSAL", "bogus", 1);
+   ExpectNoDevices("MAVR_OSAL is \"bogus\"; known values are \"native\" and \"simulated\"");
 }
 
 } // namespace
