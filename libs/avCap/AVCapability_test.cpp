@@ -98,6 +98,17 @@ TEST_F(AVCapabilityTest, UnrestrictedCalculationLogsEachStepInOrder) {
    EXPECT_TRUE(log.Saw(logger::DEBUG, "%s - pref codec is H264 and Speex", "CalcLocalCapability"));
 }
 
+TEST_F(AVCapabilityTest, RestrictedCalculationLogsEachStepInOrder) {
+   AVCapability capability;
+   log.Clear();
+   capability.CalcLocalCapability(1);
+   EXPECT_EQ(log.Dump(), "DEBUG AddLocalCap - Add local cap: 8.\n"
+                         "DEBUG AddLocalCap - Add local cap: 32.\n"
+                         "DEBUG RemoveLocalCap - Remove local cap: 3.\n"
+                         "DEBUG RemoveLocalCap - Remove local cap: 32768.\n"
+                         "DEBUG GetLocalCap - Local cap: 44.\n");
+}
+
 TEST_F(AVCapabilityTest, RestrictedSetHasH264AndOpusAndNoVersion2) {
    AVCapability capability;
    EXPECT_EQ(capability.CalcLocalCapability(1), 0x2Cu);

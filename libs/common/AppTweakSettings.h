@@ -17,8 +17,7 @@ public:
    [[nodiscard]] static uint32_t GetWCamIdleToActiveDelay();
 
    /// True when the dump or import is switched on and has a file name, which replaces `*path`. While it is switched
-   /// off,
-   /// `*path` is left alone.
+   /// off, `*path` is left alone; switched on without a name, it becomes empty.
    [[nodiscard]] static bool GetExportVideoFile(std::string *path);
    [[nodiscard]] static bool GetExportAudioFile(std::string *path);
    [[nodiscard]] static bool GetImportVideoFile(std::string *path);
@@ -40,7 +39,7 @@ public:
    [[nodiscard]] static bool TestBit(uint32_t bit, uint32_t mask) { return (mask >> (bit % 32) & 1) != 0; }
    [[nodiscard]] static uint32_t SetBit(uint32_t bit, uint32_t mask) { return mask | uint32_t{1} << (bit % 32); }
 
-   /// `low` below low, else `high` from high on, else `value`; with low above high, `low` wins below it.
+   /// `low` below it, else `high` from there on, else `value`; where the two cross, `low` is asked first.
    [[nodiscard]] static int32_t Clamp(int32_t value, int32_t low, int32_t high) {
       return value < low ? low : (value < high ? value : high);
    }

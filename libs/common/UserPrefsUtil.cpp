@@ -96,10 +96,11 @@ void UserPrefsUtil::GetVideoAdapterSettings(uint32_t *enable, uint64_t *interval
    static constexpr const char kFunction[] = "GetVideoAdapterSettings";
    *enable = RegUtils::GetBool("", "DisableVideoAdapterSupport", false) ? 0 : 1;
    const VideoAdapterNumbers defaults;
-   VideoAdapterNumbers numbers;
-   numbers.intervalSeconds = RegUtils::GetDWORD("", "VideoAdapterProcessIntervalSeconds", 2);
-   numbers.percentOveruse = RegUtils::GetDWORD("", "VideoAdapterThresholdPercentOveruse", 98);
-   numbers.percentUnderuse = RegUtils::GetDWORD("", "VideoAdapterThresholdPercentUnderuse", 95);
+   VideoAdapterNumbers numbers{
+      RegUtils::GetDWORD("", "VideoAdapterProcessIntervalSeconds", defaults.intervalSeconds),
+      RegUtils::GetDWORD("", "VideoAdapterThresholdPercentOveruse", defaults.percentOveruse),
+      RegUtils::GetDWORD("", "VideoAdapterThresholdPercentUnderuse", defaults.percentUnderuse),
+   };
    const VideoAdapterFaults faults = CheckVideoAdapter(numbers);
    if (faults.interval) {
       MAVR_LOG_DEBUG("%s: Detect invalid VideoAdapter settings. processIntervalSeconds: (%d)", kFunction,
@@ -125,8 +126,8 @@ void UserPrefsUtil::GetVideoAdapterSettings(uint32_t *enable, uint64_t *interval
    *overuse = numbers.percentOveruse;
    *underuse = numbers.percentUnderuse;
    MAVR_LOG_DEBUG("%s: enable = %s, (interval, overuse, underuse) = (%d,%d,%d)", kFunction,
-                  *enable != 0 ? "True" : "False", static_cast<int>(*interval), static_cast<int>(*overuse),
-                  static_cast<int>(*underuse));
+                  *enable != 0 ? "True" : "False", static_cast<int>(numbers.intervalSeconds),
+                  static_cast<int>(numbers.percentOveruse), static_cast<int>(numbers.percentUnderuse));
 }
 
 // ---- Preferred devices ----

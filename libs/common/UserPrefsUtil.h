@@ -34,10 +34,11 @@ public:
 
    // ---- Video ----
 
-   /// Size to capture at, from the client's wish and the policy, rounded as the negotiated capability wants. DEBUG
-   /// line.
+   /// Size to capture at in pixels, from the client's wish and the policy, rounded as the negotiated capability wants.
+   /// A policy without a ceiling and with a default that is no size (1 to 31) makes it 0xFFFFFFF0 or 0xFFFFFFF8 where
+   /// the client has no wish. Logged at DEBUG.
    static void GetVCamRes(const VCamPolicy &policy, uint32_t *width, uint32_t *height);
-   /// Frames a second to capture at, 1 to 30. DEBUG line.
+   /// Frames a second to capture at, 1 to 30. Logged at DEBUG.
    static void GetVCamFps(uint32_t policyRate, uint32_t *frameRate);
    /// These only log (RegUtils) and report true; `context` is passed on.
    static bool SetVCamRes(uint32_t context, uint32_t width, uint32_t height);
@@ -46,7 +47,8 @@ public:
    /// The normalised id of the codec asked for.
    static void GetCodec(CodecId *codec) { *codec = GetPreferredCodec(); }
    [[nodiscard]] static bool IsH265CodecSupportEnabled();
-   /// `*enable` is 0 or 1. One bad number resets all three to their defaults. DEBUG lines.
+   /// `*enable` is 0 or 1, `*interval` in seconds, `*overuse` and `*underuse` in percent. One bad number resets these
+   /// three to 2, 98 and 95. DEBUG lines.
    static void GetVideoAdapterSettings(uint32_t *enable, uint64_t *interval, uint64_t *overuse, uint64_t *underuse);
 
    // ---- Preferred devices ----

@@ -2,7 +2,7 @@
 
 namespace {
 
-bool IsPercentage(uint64_t value) {
+bool IsPercentage(uint32_t value) {
    return value >= 1 && value <= 100;
 }
 

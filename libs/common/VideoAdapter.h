@@ -4,12 +4,12 @@
 
 /// Numbers of the video adapter, which watches the load. A plain value; the defaults are the built-in ones.
 struct VideoAdapterNumbers {
-   uint64_t intervalSeconds = 2;
-   uint64_t percentOveruse = 98;
-   uint64_t percentUnderuse = 95;
+   uint32_t intervalSeconds = 2;
+   uint32_t percentOveruse = 98;
+   uint32_t percentUnderuse = 95;
 };
 
-/// What is wrong with such numbers.
+/// What is wrong with such numbers. A plain value.
 struct VideoAdapterFaults {
    bool interval = false; ///< 0
    bool overuse = false;  ///< outside 1 to 100
@@ -18,4 +18,5 @@ struct VideoAdapterFaults {
    [[nodiscard]] bool Any() const { return interval || overuse || underuse || crossing; }
 };
 
+/// Every fault that the numbers have. Pure.
 [[nodiscard]] VideoAdapterFaults CheckVideoAdapter(const VideoAdapterNumbers &numbers);

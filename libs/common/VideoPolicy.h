@@ -19,8 +19,8 @@ inline constexpr uint32_t kHighestFrameRate = 30;
 inline constexpr uint32_t kDefaultFrameRate = 15;
 
 /// One dimension before rounding: the client's wish under the policy's ceiling, else the policy's default below the
-/// ceiling, else the ceiling itself. `builtIn` stands in for a policy default of 0; without a ceiling there is none,
-/// and the result may be 0xFFFFFFFF. Pure.
+/// ceiling, else the ceiling itself. `builtIn` stands in for a policy default of 0, and 0xFFFFFFFF for a ceiling of 0,
+/// so that this may be the result. Pure.
 [[nodiscard]] uint32_t SelectDimension(uint32_t client, uint32_t policyMax, uint32_t policyDefault, uint32_t builtIn);
 
 /// `value` rounded down to a multiple of 8 where both sides can do H264, else of 16. Pure.

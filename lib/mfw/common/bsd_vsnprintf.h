@@ -8,8 +8,7 @@
 /// As the platform's vsnprintf, with the same result (the length of the whole text, without its terminator, whether or
 /// not it fitted; negative for a failure), except that
 /// - a wide string (%ls, %S) or wide character (%lc, %C) comes out as UTF-8 in every locale, width and precision
-/// counted
-///   in bytes and no character cut in two; what is no character comes out as U+FFFD;
+///   counted in bytes and no character cut in two; what is no character comes out as U+FFFD;
 /// - a null string prints "(null)", as much of it as the precision allows;
 /// - infinity and not-a-number print "inf" and "nan", or "INF" and "NAN", by the case of the conversion, the latter
 ///   without a sign;

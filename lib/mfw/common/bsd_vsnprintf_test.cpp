@@ -72,6 +72,39 @@ TEST(BsdVsnprintf, FormatsAsThePlatformOtherwise) {
    ExpectAsThePlatform("[%i %x %o %li %lx %lo %llx]", -1, 255U, 8U, -1L, 255UL, 8UL, 255ULL);
 }
 
+// Each set of flags with each width, precision and conversion.
+TEST(BsdVsnprintf, FormatsEveryCombinationAsThePlatform) {
+   std::string flags;
+   for (unsigned set = 0; set < 32; ++set) {
+      flags.clear();
+      for (unsigned bit = 0; bit < 5; ++bit) {
+         if ((set >> bit & 1U) != 0) {
+            flags += "-+ #0"[bit];
+         }
+      }
+      for (const char *const width : {"", "1", "9"}) {
+         for (const char *const precision : {"", ".", ".0", ".3", ".12"}) {
+            const std::string layout = "[%" + flags + width + precision;
+            for (const char *const conversion : {"d", "i", "u", "x", "X", "o", "hd", "hhu"}) {
+               for (const int value : {0, 65, -1, INT_MIN}) {
+                  ExpectAsThePlatform((layout + conversion + "]").c_str(), value);
+               }
+            }
+            for (const char *const conversion : {"ld", "lu", "lx", "lld", "llX", "jd", "zu", "td"}) {
+               ExpectAsThePlatform((layout + conversion + "]").c_str(), LONG_MIN);
+            }
+            for (const char *const conversion : {"f", "F", "e", "E", "g", "G", "a", "A"}) {
+               for (const double value : {0.0, -1.5, 1e20, kInfinity, -kInfinity}) {
+                  ExpectAsThePlatform((layout + conversion + "]").c_str(), value);
+               }
+            }
+            ExpectAsThePlatform((layout + "c]").c_str(), 65);
+            ExpectAsThePlatform((layout + "s]").c_str(), "text");
+         }
+      }
+   }
+}
+
 TEST(BsdVsnprintf, SaysErrnoInWords) {
    errno = ENOENT;
    EXPECT_EQ(Printed("%ls: %m", L"a"), "a: No such file or directory");

@@ -27,14 +27,23 @@ void EndLine(char *buffer, size_t size, int formatted) {
    buffer[end + 1] = '\0';
 }
 
-// Formats a message for the callback. Keeps errno: who logs a failure may go on to report it.
 void FormatLine(char *buffer, size_t size, const char *format, va_list args) __attribute__((format(printf, 3, 0)));
 void FormatLine(char *buffer, size_t size, const char *format, va_list args) {
-   const int error = errno;
    buffer[0] = '\0';
    EndLine(buffer, size, bsd_vsnprintf(buffer, size, format, args));
-   errno = error;
 }
+
+// Who logs a failure may go on to report it: a log call leaves errno as it was.
+class KeepErrno {
+public:
+   KeepErrno() = default;
+   ~KeepErrno() { errno = mError; }
+   KeepErrno(const KeepErrno &) = delete;
+   KeepErrno &operator=(const KeepErrno &) = delete;
+
+private:
+   const int mError = errno;
+};
 
 } // namespace
 
@@ -73,6 +82,7 @@ void logger::Log(const char *file, int line, int level, const char *format, ...)
 }
 
 void logger::LogV(const char * /*file*/, int /*line*/, int level, const char *format, va_list args) {
+   const KeepErrno keepErrno;
    logger &self = Instance();
    char text[kBufferSize];
    FormatLine(text, sizeof text, format, args);
@@ -88,6 +98,7 @@ void logger::LogV(const char * /*file*/, int /*line*/, int level, const char *fo
 char *logger::FormatMsg(char *msgBuffer, size_t msgBufferLen, const char *format, va_list args) {
    assert(msgBuffer != nullptr);
    assert(msgBufferLen > 1);
+   const KeepErrno keepErrno;
    FormatLine(msgBuffer, msgBufferLen, format, args);
    return msgBuffer;
 }

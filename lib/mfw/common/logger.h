@@ -43,10 +43,12 @@ public:
    /// " [FILE:LINE]".
    static std::string FileAndLine(const char *file, int line);
 
-   /// The callback's word that it drops every message below `level`: such messages are not even formatted. The owner
-   /// of the callback keeps it true; installing another callback takes it back to TRACE.
+   /// The callback's word that it drops every message from TRACE up to, but not with, `level`: such messages are not
+   /// even formatted. The owner of the callback keeps it true, and gives it only after its own filter is set;
+   /// installing a callback, or Release, takes it back to TRACE. A number that is no level is never dropped here: the
+   /// callback has its own answer to it.
    static void SetDropBelow(int level) { sDropBelow.store(level, std::memory_order_relaxed); }
-   static bool Wants(int level) { return level >= sDropBelow.load(std::memory_order_relaxed); }
+   static bool Wants(int level) { return level >= sDropBelow.load(std::memory_order_relaxed) || level < TRACE; }
 
 private:
    static std::atomic<int> sDropBelow;

@@ -106,6 +106,16 @@ TEST_F(LoggerTest, KeepsErrno) {
    EXPECT_EQ(errno, EDOM);
 }
 
+TEST_F(LoggerTest, NumberThatIsNoLevelReachesTheCallbackWhateverIsDropped) {
+   logger::SetDropBelow(logger::FATAL);
+   MAVR_LOG(-1, "a");
+   MAVR_LOG(6, "b");
+   MAVR_LOG(logger::ERROR, "c");
+   ASSERT_EQ(gLines.size(), 2U);
+   EXPECT_EQ(gLines[0], std::make_pair(-1, std::string("a\n")));
+   EXPECT_EQ(gLines[1], std::make_pair(6, std::string("b\n")));
+}
+
 TEST_F(LoggerTest, SecondCallbackTakesThePlaceOfTheFirst) {
    logger::SetDropBelow(logger::ERROR);
    logger::Instance().SetCallback([](const char *, int level) { gLines.emplace_back(level + 100, "second"); });
@@ -147,6 +157,19 @@ TEST(LoggerWithoutCallback, MessageGoesToStandardOutputWithAnEmptyLineBehindIt) 
    EXPECT_EQ(testing::internal::GetCapturedStdout(), "Function - text\n\n");
 }
 
+TEST(LoggerWithoutCallback, StandardOutputThatFailsLeavesErrnoAlone) {
+   std::fflush(stdout);
+   const int kept = dup(STDOUT_FILENO);
+   close(STDOUT_FILENO);
+   errno = EDOM;
+   MAVR_LOG_ERROR("%s - text", "Function");
+   const int error = errno;
+   dup2(kept, STDOUT_FILENO);
+   close(kept);
+   std::clearerr(stdout);
+   EXPECT_EQ(error, EDOM);
+}
+
 TEST(LoggerObject, IsMadeOnceByThreadsThatMeet) {
    std::array<logger *, 4> seen{};
    std::vector<std::thread> threads;
@@ -169,6 +192,14 @@ char *FormatMsg(char *buffer, size_t size, const char *format, ...) {
    char *const result = logger::FormatMsg(buffer, size, format, args);
    va_end(args);
    return result;
+}
+
+TEST(LoggerFormatMsg, KeepsErrno) {
+   std::array<char, 8> buffer{};
+   const volatile int width = 0x7FFFFFFF;
+   errno = EDOM;
+   FormatMsg(buffer.data(), buffer.size(), "%*ls%*ls", width, L"b", width, L"c");
+   EXPECT_EQ(errno, EDOM);
 }
 
 TEST(LoggerFormatMsg, PlacesLineFeedAndZeroForAnyBuffer) {

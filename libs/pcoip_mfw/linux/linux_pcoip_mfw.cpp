@@ -60,11 +60,6 @@ bool StartLog() {
    return started;
 }
 
-// What MfwLog_Redirect would drop is not even formatted.
-void TellWhatIsDropped() {
-   logger::SetDropBelow(std::min<int>(mfwLogLevel.load(std::memory_order_relaxed), logger::WARN));
-}
-
 // Required: there is no word for WARN.
 std::optional<int32_t> LevelOfWord(std::string_view word) {
    struct Row {
@@ -78,6 +73,12 @@ std::optional<int32_t> LevelOfWord(std::string_view word) {
    return found != kRows.end() ? std::optional<int32_t>(found->level) : std::nullopt;
 }
 
+// What MfwLog_Redirect drops is not even formatted. It never drops from WARN on, whatever the level.
+void SetLogLevel(int32_t level) {
+   mfwLogLevel.store(level, std::memory_order_relaxed);
+   logger::SetDropBelow(std::min<int>(level, logger::WARN));
+}
+
 void ReadLogLevel() {
    const std::string word = ConfigSettings::GetString("LogLevel", "debug");
    const std::optional<int32_t> level = LevelOfWord(word);
@@ -86,8 +87,7 @@ void ReadLogLevel() {
    } else if (*level != mfwLogLevel.load(std::memory_order_relaxed)) {
       Log_Info("Switching to log level '%s'\n", word.c_str());
    }
-   mfwLogLevel.store(level.value_or(logger::DEBUG), std::memory_order_relaxed);
-   TellWhatIsDropped();
+   SetLogLevel(level.value_or(logger::DEBUG));
 }
 
 void ReadCiMode() {
@@ -104,8 +104,8 @@ void MfwLog_Init() {
       return;
    }
    gStarted = StartLog();
+   // Until the level is read, the callback alone decides: a start that is tried again may lower it.
    logger::Instance().SetCallback(&MfwLog_Redirect);
-   TellWhatIsDropped();
    ConfigSettings::Init();
    ReadLogLevel();
    Log_Info("Redirected MFW log output to standard sorv logging.\n");

@@ -7,6 +7,7 @@
 #include "tests/kit/FakePreferences.h"
 #include "tests/kit/TempDir.h"
 
+#include <algorithm>
 #include <csignal>
 #include <cstdlib>
 #include <filesystem>
@@ -17,6 +18,7 @@
 
 namespace {
 
+constexpr int kPanic = 1;
 constexpr int kWarning = 3;
 constexpr int kInfo = 5;
 
@@ -36,9 +38,17 @@ protected:
       std::filesystem::create_directories(mDir / "config/corvane");
       kit::WriteFile(mDir / "config/corvane/config.toml", content);
    }
-   std::string Log() const { return kit::ReadFile(mPath); }
+   // What all log files hold: a child that a death test has made writes one of its own.
+   std::string Log() const {
+      std::string log;
+      std::error_code none;
+      for (const auto &entry : std::filesystem::directory_iterator(mDir / "state/Logs/Corvane", none)) {
+         log += kit::ReadFile(entry.path());
+      }
+      return log;
+   }
 
-   // How many lines of the log file have this level and text.
+   // How many lines of the log have this level and text.
    int Count(int level, const char *format, ...) const CORVANE_PRINTF(3, 4) {
       va_list args;
       va_start(args, format);
@@ -121,7 +131,7 @@ TEST_F(MfwLogTest, TraceIsLevelZero) {
    EXPECT_EQ(MfwLog_Level(), 0);
    EXPECT_EQ(Count(kInfo, "Switching to log level '%s'\n", "trace"), 1) << Log();
    MAVR_LOG_TRACE("%s - traced", "Test");
-   EXPECT_TRUE(Saw(kInfo, "MAVR: %s - traced", "Test")) << Log();
+   EXPECT_TRUE(Saw(kInfo, "MAVR: %s", "Test - traced\n")) << Log();
 }
 
 TEST_F(MfwLogTest, ErrorIsLevelFourAndWarningsStillArrive) {
@@ -130,8 +140,8 @@ TEST_F(MfwLogTest, ErrorIsLevelFourAndWarningsStillArrive) {
    EXPECT_EQ(MfwLog_Level(), 4);
    MAVR_LOG_INFO("%s - informed", "Test");
    MAVR_LOG_WARN("%s - warned", "Test");
-   EXPECT_FALSE(Saw(kInfo, "MAVR: %s - informed", "Test")) << Log();
-   EXPECT_TRUE(Saw(kWarning, "MAVR: %s - warned", "Test")) << Log();
+   EXPECT_FALSE(Saw(kInfo, "MAVR: %s", "Test - informed\n")) << Log();
+   EXPECT_TRUE(Saw(kWarning, "MAVR: %s", "Test - warned\n")) << Log();
 }
 
 // Required: there is no word for the level of warnings, and words are compared with their case.
@@ -150,6 +160,13 @@ TEST_F(MfwLogTest, LevelInCapitalsIsBad) {
    EXPECT_EQ(Count(kInfo, "Bad log level specified, '%s'\n", "INFO"), 1) << Log();
 }
 
+TEST_F(MfwLogTest, EmptyLevelIsBad) {
+   mSettings.SetText("LogLevel", "");
+   MfwLog_Init();
+   EXPECT_EQ(MfwLog_Level(), 1);
+   EXPECT_EQ(Count(kInfo, "Bad log level specified, '%s'\n", ""), 1) << Log();
+}
+
 TEST_F(MfwLogTest, LinesOfTheComponentLogArriveByTheirLevel) {
    mSettings.SetText("LogLevel", "info");
    MfwLog_Init();
@@ -159,22 +176,90 @@ TEST_F(MfwLogTest, LinesOfTheComponentLogArriveByTheirLevel) {
    MAVR_LOG_WARN("%s - warned", "Test");
    MAVR_LOG_ERROR("%s - failed", "Test");
    EXPECT_EQ(Log().find("debugged"), std::string::npos) << Log();
-   EXPECT_EQ(Count(kInfo, "MAVR: %s - informed", "Test"), 1) << Log();
-   EXPECT_EQ(Count(kWarning, "MAVR: %s - warned", "Test"), 1) << Log();
-   EXPECT_EQ(Count(kWarning, "MAVR: %s - failed", "Test"), 1) << Log();
+   EXPECT_EQ(Count(kInfo, "MAVR: %s", "Test - informed\n"), 1) << Log();
+   EXPECT_EQ(Count(kWarning, "MAVR: %s", "Test - warned\n"), 1) << Log();
+   EXPECT_EQ(Count(kWarning, "MAVR: %s", "Test - failed\n"), 1) << Log();
 }
 
-TEST_F(MfwLogTest, DroppedLinesAreNotEvenFormatted) {
+// The levels that reach the log when a message is made in the usual way, and when it goes past the filter in front of
+// the formatting, straight to the callback.
+class LogFilterTest : public MfwLogTest {
+protected:
+   void ExpectLevelsFrom(int least) const {
+      for (int level = logger::TRACE; level <= logger::ERROR; ++level) {
+         const bool passes = level >= std::min<int>(least, logger::WARN);
+         const int asLevel = level >= logger::WARN ? kWarning : kInfo;
+         const std::string text = "level " + std::to_string(level) + " at " + std::to_string(least);
+         MAVR_LOG(level, "%s", text.c_str());
+         MfwLog_Redirect((text + " redirected\n").c_str(), level);
+         EXPECT_EQ(Count(asLevel, "MAVR: %s", text.c_str()), passes ? 1 : 0) << text;
+         EXPECT_EQ(Count(asLevel, "MAVR: %s redirected", text.c_str()), passes ? 1 : 0) << text;
+         EXPECT_EQ(logger::Wants(level), passes) << text << ": not even formatted";
+      }
+      EXPECT_TRUE(logger::Wants(logger::FATAL));
+      EXPECT_TRUE(logger::Wants(logger::FATAL + 1)) << "the callback has its own answer";
+      EXPECT_TRUE(logger::Wants(-1)) << "the callback has its own answer";
+   }
+};
+
+TEST_F(LogFilterTest, HidesNothingThatTheCallbackLetsThroughAtTrace) {
+   mSettings.SetText("LogLevel", "trace");
+   MfwLog_Init();
+   ExpectLevelsFrom(logger::TRACE);
+}
+
+TEST_F(LogFilterTest, HidesNothingThatTheCallbackLetsThroughAtTheInitialLevel) {
+   MfwLog_Init();
+   ExpectLevelsFrom(logger::DEBUG);
+}
+
+TEST_F(LogFilterTest, HidesNothingThatTheCallbackLetsThroughAtInfo) {
+   mSettings.SetText("LogLevel", "info");
+   MfwLog_Init();
+   ExpectLevelsFrom(logger::INFO);
+}
+
+TEST_F(LogFilterTest, HidesNothingThatTheCallbackLetsThroughAtError) {
    mSettings.SetText("LogLevel", "error");
    MfwLog_Init();
-   EXPECT_FALSE(logger::Wants(logger::INFO));
-   EXPECT_TRUE(logger::Wants(logger::WARN));
+   ExpectLevelsFrom(logger::ERROR);
 }
 
-TEST_F(MfwLogTest, AtTheInitialLevelOnlyTraceIsDropped) {
+TEST_F(LogFilterTest, FollowsTheLevelThroughStartsThatAreTriedAgain) {
+   kit::WriteFile(mDir / "state", "a file where the folder should be");
+   for (const auto &[word, level] : {std::pair{"error", logger::ERROR},
+                                     {"trace", logger::TRACE},
+                                     {"info", logger::INFO},
+                                     {"warn", logger::DEBUG}}) {
+      mSettings.SetText("LogLevel", word);
+      MfwLog_Init();
+      ASSERT_FALSE(Log_HasOutputs());
+      EXPECT_EQ(MfwLog_Level(), level) << word;
+   }
+   mSettings.SetText("LogLevel", "error");
    MfwLog_Init();
-   EXPECT_FALSE(logger::Wants(logger::TRACE));
-   EXPECT_TRUE(logger::Wants(logger::DEBUG));
+   mSettings.SetText("LogLevel", "trace");
+   std::filesystem::remove(mDir / "state");
+   MfwLog_Init();
+   ASSERT_TRUE(Log_HasOutputs());
+   EXPECT_EQ(MfwLog_Level(), logger::TRACE);
+   ExpectLevelsFrom(logger::TRACE);
+   MfwLog_TearDown();
+   MfwLog_Init();
+   EXPECT_TRUE(logger::Wants(logger::TRACE));
+}
+
+TEST_F(MfwLogTest, LinesOfTheSetUpComeInTheirOrder) {
+   mSettings.SetText("LogLevel", "info");
+   mSettings.SetText("ciEnabled", "true");
+   MfwLog_Init();
+   const std::string log = Log();
+   const size_t switching = log.find("Switching to log level 'info'\n");
+   const size_t redirected = log.find("Redirected MFW log output to standard sorv logging.\n");
+   const size_t closing = log.find("In CI mode. close stderr\n");
+   EXPECT_LT(switching, redirected) << log;
+   EXPECT_LT(redirected, closing) << log;
+   EXPECT_NE(closing, std::string::npos) << log;
 }
 
 TEST_F(MfwLogTest, SecondInitReturnsAtOnceAndChangesNothing) {
@@ -195,7 +280,7 @@ TEST_F(MfwLogTest, TearDownClosesTheSettingsForGood) {
    MfwLog_Init();
    EXPECT_FALSE(ConfigSettings::IsInitialised());
    MAVR_LOG_INFO("%s - still here", "Test");
-   EXPECT_TRUE(Saw(kInfo, "MAVR: %s - still here", "Test")) << Log();
+   EXPECT_TRUE(Saw(kInfo, "MAVR: %s", "Test - still here\n")) << Log();
    MfwLog_TearDown();
 }
 
@@ -239,22 +324,13 @@ TEST_F(MfwLogTest, FailedStartIsTriedAgainAndLosesNoLine) {
    std::filesystem::remove(mDir / "state");
    MfwLog_Init();
    EXPECT_TRUE(Log_HasOutputs());
-   EXPECT_TRUE(Saw(kInfo, "MAVR: %s - early", "Test")) << Log();
+   EXPECT_TRUE(Saw(kInfo, "MAVR: %s", "Test - early\n")) << Log();
    EXPECT_EQ(Count(kInfo, "Redirected MFW log output to standard sorv logging.\n"), 2) << Log();
    EXPECT_EQ(Count(kWarning, "Configuration file not used: %s\n", Preference_Trouble()), 1) << Log();
 }
 
 // A death test runs in a child with a process id, and so with a log file, of its own.
-class MfwLogDeathTest : public MfwLogTest {
-protected:
-   std::string ChildLog() const {
-      std::string log;
-      for (const auto &entry : std::filesystem::directory_iterator(mDir / "state/Logs/Corvane")) {
-         log += kit::ReadFile(entry.path());
-      }
-      return log;
-   }
-};
+using MfwLogDeathTest = MfwLogTest;
 
 TEST_F(MfwLogDeathTest, FatalEndsTheProcessWithItsTextInTheLog) {
    EXPECT_EXIT(
@@ -263,14 +339,26 @@ TEST_F(MfwLogDeathTest, FatalEndsTheProcessWithItsTextInTheLog) {
          MAVR_LOG_FATAL("%s - %d", "Test", 7);
       },
       testing::KilledBySignal(SIGABRT), "MAVR: Test - 7\n");
-   EXPECT_NE(ChildLog().find("(01) "), std::string::npos) << ChildLog();
-   EXPECT_NE(ChildLog().find(" MAVR: Test - 7\n"), std::string::npos) << ChildLog();
+   EXPECT_EQ(Count(kPanic, "MAVR: %s", "Test - 7\n"), 1) << Log();
 }
 
 TEST_F(MfwLogDeathTest, LevelThatDoesNotExistEndsTheProcess) {
-   EXPECT_EXIT(MfwLog_Redirect("text\n", 6), testing::KilledBySignal(SIGABRT),
-               "NOT_REACHED libs/pcoip_mfw/linux/linux_pcoip_mfw:[0-9]+\n");
-   EXPECT_EXIT(MfwLog_Redirect("text\n", -1), testing::KilledBySignal(SIGABRT), "NOT_REACHED");
+   static constexpr char kSource[] = "libs/pcoip_mfw/linux/linux_pcoip_mfw";
+   for (const int level : {logger::FATAL + 1, -1}) {
+      EXPECT_EXIT(
+         {
+            MfwLog_Init();
+            MAVR_LOG(level, "%s", "text");
+         },
+         testing::KilledBySignal(SIGABRT), "NOT_REACHED libs/pcoip_mfw/linux/linux_pcoip_mfw:[0-9]+\n");
+   }
+   // Any line number will do.
+   const std::string log = Log();
+   const size_t source = log.find(kSource);
+   ASSERT_NE(source, std::string::npos) << log;
+   const int line = std::atoi(log.c_str() + source + sizeof kSource);
+   EXPECT_GT(line, 0);
+   EXPECT_EQ(Count(kPanic, "NOT_REACHED %s:%d\n", kSource, line), 2) << log;
 }
 
 } // namespace
