@@ -1,6 +1,7 @@
 #!/usr/bin/env python3
 """Holds the tree against its own rules: which room may know which, one pair one name, sources listed by name, the
-map in docs/architecture.md, and platform words behind the seam only. Exits 1 and says what is wrong where."""
+map in docs/architecture.md, the settings in docs/settings.md, and platform words behind the seam only. Exits 1 and
+says what is wrong where."""
 
 import re
 import subprocess
@@ -141,6 +142,27 @@ def check_map(names, problems):
             problems.append(f"docs/architecture.md: the map names {folder}/, which does not exist")
 
 
+# A setting that is read by its name, or by a constant of the same file that holds it.
+SETTING_READ = re.compile(
+    r"\b(?:RegUtils::Get(?:Bool|DWORD|String)\s*\(\s*[^,]+,|ConfigSettings::Get(?:BOOL|DWORD|String)\s*\()"
+    r'\s*"(\w+)"')
+
+
+def check_settings(names, problems):
+    page = (ROOT / "docs/settings.md").read_text(encoding="utf-8")
+    keys = [key for row in re.findall(r"^\| (`[^|]*) \|", page, re.M) for key in re.findall(r"`([^`]+)`", row)]
+    sources = {name: (ROOT / name).read_text(encoding="utf-8") for name in names
+               if name.startswith("libs/") and name.endswith(".cpp") and not name.endswith("_test.cpp")}
+    for name, text in sources.items():
+        for setting in SETTING_READ.findall(text):
+            if not any(key.endswith(setting) for key in keys):
+                problems.append(f"docs/settings.md: lacks {setting}, which {name} reads")
+    literals = set(re.findall(r'"(\w+)"', "\n".join(sources.values())))
+    for key in keys:
+        if re.sub(r"^(Debug|\\miscSettings)(?=\w)", "", key) not in literals:
+            problems.append(f"docs/settings.md: no source names {key}")
+
+
 def main():
     names = files()
     problems = []
@@ -153,6 +175,7 @@ def main():
         check_pair_and_list(name, problems)
         check_length(name, lines, problems)
     check_map(names, problems)
+    check_settings(names, problems)
     for problem in problems:
         print(problem)
     print(f"{len(names)} files, {len(problems)} problems")
