@@ -1,5 +1,6 @@
 #include "lib/log/Log.h"
 #include "lib/log/LogFileOutput.h"
+#include "lib/log/LogFileSystem.h"
 
 #include "osal/Clock.h"
 #include "osal/Places.h"
@@ -86,7 +87,7 @@ LogText FindArea(bool systemArea) {
    if (systemArea) {
       return LogText(UtilSafeStrdup0(osal::places::systemLogFolder().c_str()));
    }
-   const std::string library = osal::places::userLibraryFolder();
+   const std::string library = gLogFileSystem.userLibraryFolder();
    if (library.empty()) {
       return nullptr;
    }

@@ -1,6 +1,7 @@
 #include "lib/log/LogFileOutput.h"
 
 #include "lib/log/LogEmit.h"
+#include "lib/log/LogFileSystem.h"
 
 #include <algorithm>
 #include <cstdlib>
@@ -49,7 +50,7 @@ void WriteLine(LogFileOutput *file, const LogLineHeader &header, size_t length, 
          file->fileSize += written;
          remaining -= written;
          if (file->sync) {
-            FileIO_Sync(&file->file);
+            gLogFileSystem.sync(&file->file);
          }
       }
    }

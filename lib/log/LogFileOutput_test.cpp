@@ -7,6 +7,7 @@
 using logtest::CaptureOutput;
 using logtest::CountOf;
 using logtest::LogFixture;
+using logtest::Saw;
 
 namespace {
 
@@ -201,6 +202,17 @@ TEST_F(LogFileOutputTest, IsClosedOnExec) {
 }
 
 TEST_F(LogFileOutputTest, StopsTheProgramWhenALevelIsMissing) {
-   EXPECT_DEATH(LogFile_VerifyRow(nullptr, kLogVerifyWrite), "VERIFY lib/log/fileOutput:1307\n");
-   EXPECT_DEATH(LogFile_VerifyRow(nullptr, kLogVerifyStart), "VERIFY lib/log/fileOutput:2165\n");
+   for (const int line : {kLogVerifyWrite, kLogVerifyStart}) {
+      static int expected;
+      expected = line;
+      EXPECT_EXIT(
+         {
+            Panic_SetSink(
+               [](const char *text) { _exit(Saw(text, "VERIFY %s:%d\n", "lib/log/fileOutput", expected) ? 0 : 1); });
+            LogFile_VerifyRow(nullptr, line);
+         },
+         testing::ExitedWithCode(0), "");
+   }
+   EXPECT_EQ(kLogVerifyWrite, 1307);
+   EXPECT_EQ(kLogVerifyStart, 2165);
 }

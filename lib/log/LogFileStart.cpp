@@ -2,6 +2,7 @@
 
 #include "lib/log/Log.h"
 #include "lib/log/LogEmit.h"
+#include "lib/log/LogFileSystem.h"
 
 #include <cerrno>
 #include <sys/stat.h>
@@ -32,11 +33,11 @@ bool SameFile(int left, int right) {
 bool IsNamedFile(const FileIODescriptor &descriptor, const char *path) {
    struct stat opened {};
    struct stat named {};
-   if (fstat(descriptor.posix, &opened) != 0) {
+   if (gLogFileSystem.fstat(descriptor.posix, &opened) != 0) {
       Log_Warning("Cannot fstat the file '%s': '%s'\n", path, Err_ErrString());
       return false;
    }
-   if (lstat(path, &named) != 0) {
+   if (gLogFileSystem.lstat(path, &named) != 0) {
       Log_Warning("Cannot lstat the file '%s': '%s'\n", path, Err_ErrString());
       return false;
    }
@@ -79,7 +80,7 @@ bool MakeRoom(LogFileOutput *file, bool movedAside) {
    if (!movedAside && FileIO_Seek(&file->file, 0, FILEIO_SEEK_END) >= 0) {
       return true;
    }
-   if (FileIO_Truncate(&file->file, 0) == 0) {
+   if (gLogFileSystem.truncate(&file->file, 0) == 0) {
       Log_Warning("Truncation of '%s' failed: %s\n", file->path.get(), Err_ErrString());
       return false;
    }
@@ -205,7 +206,7 @@ bool LogFile_Start(LogOutput *output) {
    if (!(file->append && OpenForAppend(file)) && !OpenFresh(file)) {
       return false;
    }
-   file->ring.reset(LogRing_Create(kLogRingSize));
+   file->ring.reset(gLogFileSystem.createRing(kLogRingSize));
    if (file->ring == nullptr) {
       FileIO_Close(&file->file);
       return false;

@@ -277,3 +277,16 @@ TEST_F(LogKeysTest, KeepsTheLastWordsOfAPanic) {
    EXPECT_EQ(CountOf(kit::ReadFile(path), "Cr(01) "), 1U);
    EXPECT_EQ(CountOf(kit::ReadFile(path), " the last words 7\n"), 1U);
 }
+
+TEST_F(LogKeysTest, HandsThePanicTextToEveryOutput) {
+   EXPECT_EXIT(
+      {
+         static CaptureOutput &output = capture;
+         Log_StartWithPath(nullptr, nullptr, (folder / "panic.log").c_str());
+         output.onWrite = [] {
+            _exit(output.Saw(1, "%s", "the last words 7\n") ? 0 : 1);
+         };
+         Panic("the last words %d\n", 7);
+      },
+      testing::ExitedWithCode(0), "");
+}

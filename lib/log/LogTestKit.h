@@ -13,10 +13,13 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <csignal>
 #include <cstdarg>
 #include <cstdio>
 #include <cstdlib>
 #include <string>
+#include <sys/resource.h>
+#include <sys/stat.h>
 #include <vector>
 
 namespace logtest {
@@ -101,6 +104,39 @@ inline size_t CountOf(const std::string &text, const std::string &part) {
    }
    return count;
 }
+
+/// Whether `text` is exactly this message. The format is the message's own, written out.
+CORVANE_PRINTF(2, 3) inline bool Saw(const char *text, const char *format, ...) {
+   va_list args;
+   va_start(args, format);
+   const std::string wanted = FormatV(format, args);
+   va_end(args);
+   return wanted == text;
+}
+
+/// Whether the name is there, a dangling link included.
+inline bool Exists(const std::string &path) {
+   struct stat file {};
+   return lstat(path.c_str(), &file) == 0;
+}
+
+/// While it lives, no file of this process grows beyond `bytes`: a write across that size is short, one behind it fails
+/// with EFBIG.
+class SizeLimit {
+public:
+   explicit SizeLimit(rlim_t bytes) {
+      std::signal(SIGXFSZ, SIG_IGN);
+      getrlimit(RLIMIT_FSIZE, &mFormer);
+      const rlimit limit{bytes, mFormer.rlim_max};
+      setrlimit(RLIMIT_FSIZE, &limit);
+   }
+   ~SizeLimit() { setrlimit(RLIMIT_FSIZE, &mFormer); }
+   SizeLimit(const SizeLimit &) = delete;
+   SizeLimit &operator=(const SizeLimit &) = delete;
+
+private:
+   rlimit mFormer{};
+};
 
 /// A process with folders of its own, a clock by hand and a log in its first state.
 class LogFixture : public ::testing::Test {
