@@ -1,6 +1,8 @@
 #include "lib/corvanebase/corvanebase.h"
 #include "lib/corvanebase/text.h"
 
+#include "osal/WaitWord.h"
+
 #include <atomic>
 #include <new>
 
@@ -35,6 +37,9 @@ struct MXUserRecLock {
    // Holder and depth in one word, so that both change in one step: a signal handler that runs between any two
    // instructions of the holder sees either a lock of its own thread, or one that it may take and give back.
    std::atomic<uint64_t> word{kFree};
+   // Who finds the lock taken counts itself in and sleeps on the number of releases that had somebody to wake.
+   std::atomic<uint32_t> waiting{0};
+   std::atomic<uint32_t> wakes{0};
    corvanebase::HeapText name;
    uint32_t rank = 0;
 };
@@ -55,19 +60,36 @@ void MXUser_DestroyRecLock(MXUserRecLock *lock) {
    delete lock;
 }
 
+namespace {
+
+bool TryTake(MXUserRecLock *lock, uint32_t self) {
+   uint64_t expected = kFree;
+   return lock->word.compare_exchange_strong(expected, Held(self, 1));
+}
+
+// A waiter counts itself in before it looks at the lock; a holder frees the lock before it looks at the count. So one
+// of the two sees the other, and no sleeper is forgotten.
+void WaitAndTake(MXUserRecLock *lock, uint32_t self) {
+   lock->waiting.fetch_add(1);
+   for (;;) {
+      const uint32_t wakes = lock->wakes.load();
+      if (TryTake(lock, self)) {
+         break;
+      }
+      osal::waitword::waitWhile(lock->wakes, wakes);
+   }
+   lock->waiting.fetch_sub(1);
+}
+
+} // namespace
+
 void MXUser_AcquireRecLock(MXUserRecLock *lock) {
    const uint32_t self = ThisThread();
-   uint64_t word = lock->word.load(std::memory_order_relaxed);
+   const uint64_t word = lock->word.load(std::memory_order_relaxed);
    if (HolderOf(word) == self) {
       lock->word.store(word + 1, std::memory_order_relaxed);
-      return;
-   }
-   for (word = kFree;
-        !lock->word.compare_exchange_weak(word, Held(self, 1), std::memory_order_acquire, std::memory_order_relaxed);
-        word = kFree) {
-      if (word != kFree) {
-         lock->word.wait(word, std::memory_order_relaxed);
-      }
+   } else if (!TryTake(lock, self)) {
+      WaitAndTake(lock, self);
    }
 }
 
@@ -81,8 +103,11 @@ void MXUser_ReleaseRecLock(MXUserRecLock *lock) {
       lock->word.store(word - 1, std::memory_order_relaxed);
       return;
    }
-   lock->word.store(kFree, std::memory_order_release);
-   lock->word.notify_one();
+   lock->word.store(kFree);
+   if (lock->waiting.load() != 0) {
+      lock->wakes.fetch_add(1);
+      osal::waitword::wakeOne(lock->wakes);
+   }
 }
 
 int MXUser_IsCurThreadHoldingRecLock(const MXUserRecLock *lock) {

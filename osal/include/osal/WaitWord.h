@@ -1,0 +1,22 @@
+#pragma once
+
+#include <atomic>
+#include <cstdint>
+
+namespace osal {
+
+/// Sleeping on a word of memory: what locks and events are made of. Any thread; in a signal handler too. One process.
+///
+/// Unlike std::atomic::wait these do not spin or yield before they sleep: who calls them has looked already.
+namespace waitword {
+
+/// Sleeps until a wake, but not when `word` is no longer `value`: looking and falling asleep are one step, so that no
+/// wake after a change of the word is missed. May also return without a reason: look again.
+void waitWhile(const std::atomic<uint32_t> &word, uint32_t value);
+
+/// Wakes one sleeper, or all. A system call, also when nobody sleeps: keep count of who does.
+void wakeOne(std::atomic<uint32_t> &word);
+void wakeAll(std::atomic<uint32_t> &word);
+
+} // namespace waitword
+} // namespace osal
