@@ -1,6 +1,7 @@
 #include "lib/log/LogEmit.h"
 
 #include "lib/log/LogDeferred.h"
+#include "lib/log/LogFormat.h"
 
 #include <algorithm>
 #include <array>
@@ -17,7 +18,7 @@ static_assert(kLastModuleRouting == (kLogModuleCount << kLevelBits | kLevelMask)
 
 constexpr int64_t kUsPerSecond = 1'000'000;
 constexpr int64_t kBurstPauseUs = 100;
-constexpr uint32_t kLinesPerName = 16;
+constexpr uint32_t kLinesPerName = 64;
 
 constexpr size_t kDrainLimit = 32768;
 constinit std::array<char, kDrainLimit + 1> gDrainText{}; // under the lock
@@ -57,11 +58,8 @@ public:
 private:
    // "%m" prints the errno of the caller, every time.
    CORVANE_PRINTF(4, 0) bool Format(char *buffer, size_t limit, const char *format, va_list args, int callersErrno) {
-      va_list copy;
-      va_copy(copy, args);
       errno = callersErrno;
-      const int length = Str_Vsnprintf(buffer, limit, format, copy);
-      va_end(copy);
+      const int length = Log_FormatText(buffer, limit, format, args);
       mText = buffer;
       mLength = static_cast<size_t>(std::max(length, 0));
       return length >= 0;
@@ -99,7 +97,7 @@ void AskThreadName(char name[kLogThreadNameSize]) {
 
 /// How a thread has logged of late. In a burst, lines less than 100 us apart, its name is taken from here: asking the
 /// system costs about as much as writing the line. A thread may be renamed at any moment and by anyone, so that each
-/// 16th line of a burst asks again, and so do the first 16 and every line outside one.
+/// 64th line of a burst asks again, and so do the first 64 and every line outside one.
 struct Burst {
    int64_t lastUs;
    uint32_t lines;
@@ -217,7 +215,7 @@ void Log_Dispatch(LogState *state, LogLineHeader *header, size_t length, const c
       WriteTo(state, true, header, length, text);
    }
    if (HasOutput(state, false)) {
-      const char *const end = text + strnlen(text, length);
+      const char *const end = text + length; // no zero byte before it: a message ends at its first one
       while (text < end) {
          const void *const newline = std::memchr(text, '\n', static_cast<size_t>(end - text));
          const char *const next = newline != nullptr ? static_cast<const char *>(newline) + 1 : end;

@@ -268,14 +268,14 @@ TEST_F(LogEmit, NamesTheThread) {
    EXPECT_EQ(capture.lines.back().thread, "*UNKNOWN*");
 }
 
-TEST_F(LogEmit, NoticesANewNameAfter16LinesOfABurstAndAtOnceBehindAPause) {
+TEST_F(LogEmit, NoticesANewNameAfter64LinesOfABurstAndAtOnceBehindAPause) {
    Attach();
    pthread_setname_np(pthread_self(), "first");
    for (int count = 0; count < 100; ++count) {
       Log_Info("x");
    }
    pthread_setname_np(pthread_self(), "second");
-   for (int count = 0; count < 16; ++count) {
+   for (int count = 0; count < 64; ++count) {
       Log_Info("x");
    }
    EXPECT_EQ(capture.lines.back().thread, "second");

@@ -95,8 +95,10 @@ void LogFile_Write(LogOutput *output, const LogLineHeader *header, size_t length
    LogFileOutput *const file = AsFile(output);
    LogFile_RotateWhenDue(file, header);
    Throttle(file, *header, length);
-   LogRing_Push(file->ring.get(), *header, length, text);
-   if (file->throttle.throttled == 0) {
+   // What the ring holds while nothing is throttled nobody ever sees: it is emptied when throttling begins.
+   if (file->throttle.throttled != 0) {
+      LogRing_Push(file->ring.get(), *header, length, text);
+   } else {
       WriteLine(file, *header, length, text);
    }
 }

@@ -1,42 +1,57 @@
 #include "lib/log/LogLine.h"
 
 #include <algorithm>
+#include <array>
 #include <cstring>
-#include <string_view>
 
 namespace {
 
-// Text that grows in a buffer of fixed size and stops at its end.
-class Appender {
-public:
-   Appender(char *buffer, size_t limit)
-       : mBuffer(buffer)
-       , mRoom(limit > 0 ? limit - 1 : 0) {}
+// The longest prefix: every field full, one blank behind each, and the terminator.
+constexpr size_t kLongestPrefix =
+   sizeof(LogTimeStamp) - 3 + 1 + sizeof "Db(23)+ " - 1 + kLogThreadNameSize + kLogOpIdSize + 1;
+static_assert(kLongestPrefix <= kLogPrefixLimit);
 
-   Appender &operator<<(std::string_view text) {
-      const size_t count = std::min(text.size(), mRoom - mLength);
-      std::memcpy(mBuffer + mLength, text.data(), count);
-      mLength += count;
-      mCut = mCut || count < text.size();
-      return *this;
+char *Append(char *to, const char *text) {
+   return stpcpy(to, text);
+}
+
+char *AppendLevel(char *to, const LogLineHeader &header) {
+   to = Append(to, header.level->designator);
+   *to++ = '(';
+   *to++ = static_cast<char>('0' + header.level->level / 10);
+   *to++ = static_cast<char>('0' + header.level->level % 10);
+   *to++ = ')';
+   if (header.continuation) {
+      *to++ = '+';
    }
+   return to;
+}
 
-   size_t Finish(size_t limit) {
-      if (mCut) {
-         mLength = Log_Utf8CutLength(mBuffer, mLength);
+// The whole prefix, into kLogPrefixLimit bytes. Returns its end.
+char *WritePrefix(const LogPrefixFlags &flags, const LogLineHeader &header, char *to) {
+   if (flags.timeStamps) {
+      to = Append(to, header.stamp.dateTime);
+      if (flags.milliseconds) {
+         to = Append(to, header.stamp.milliseconds);
       }
-      if (limit > 0) {
-         mBuffer[mLength] = '\0';
-      }
-      return mLength;
+      to = Append(to, header.stamp.zone);
+      *to++ = ' ';
    }
-
-private:
-   char *mBuffer;
-   size_t mRoom;
-   size_t mLength = 0;
-   bool mCut = false;
-};
+   if (flags.levelDesignator) {
+      to = AppendLevel(to, header);
+      *to++ = ' ';
+   }
+   if (flags.threadName) {
+      to = Append(to, header.threadName);
+      *to++ = ' ';
+   }
+   if (flags.opId) {
+      to = Append(to, header.opId[0] != '\0' ? header.opId : "-");
+      *to++ = ' ';
+   }
+   *to = '\0';
+   return to;
+}
 
 bool IsContinuation(char byte) {
    return (static_cast<unsigned char>(byte) & 0xC0U) == 0x80U;
@@ -57,51 +72,23 @@ size_t SequenceLength(char lead) {
    return byte >= 0xE0U ? 3 : 2;
 }
 
-constexpr size_t kMaskLength = 3;
-constexpr uint64_t kEachByte = 0x0101010101010101U;
-constexpr uint64_t kLowerCase = 0x20U * kEachByte;
-
-bool IsMasked(const char *at) {
-   return (at[0] | 0x20) == 't' && (at[1] | 0x20) == 'l' && (at[2] | 0x20) == 'v';
-}
-
-// Differs from zero in each byte where the 8 bytes at `at`, in lower case, differ from `letter`.
-uint64_t Differences(const char *at, char letter) {
-   uint64_t word = 0;
-   std::memcpy(&word, at, sizeof word);
-   return (word | kLowerCase) ^ static_cast<uint64_t>(letter) * kEachByte;
-}
-
-// Whether one of 8 places from `at` on is to be masked. It may say so wrongly, never the other way round.
-bool MayBeMasked(const char *at) {
-   const uint64_t different = Differences(at, 't') | Differences(at + 1, 'l') | Differences(at + 2, 'v');
-   return ((different - kEachByte) & ~different & (0x80U * kEachByte)) != 0;
-}
-
 } // namespace
 
 size_t Log_FormatLinePrefix(const LogPrefixFlags &flags, const LogLineHeader &header, size_t limit, char *buffer) {
-   Appender out(buffer, limit);
-   if (flags.timeStamps) {
-      out << header.stamp.dateTime;
-      if (flags.milliseconds) {
-         out << header.stamp.milliseconds;
-      }
-      out << header.stamp.zone << " ";
+   if (limit >= kLogPrefixLimit) {
+      return static_cast<size_t>(WritePrefix(flags, header, buffer) - buffer);
    }
-   if (flags.levelDesignator) {
-      const char digits[] = {static_cast<char>('0' + header.level->level / 10),
-                             static_cast<char>('0' + header.level->level % 10)};
-      out << header.level->designator << "(" << std::string_view(digits, sizeof digits) << ")"
-          << (header.continuation ? "+ " : " ");
+   if (limit == 0) {
+      return 0;
    }
-   if (flags.threadName) {
-      out << header.threadName << " ";
+   std::array<char, kLogPrefixLimit> whole;
+   auto length = static_cast<size_t>(WritePrefix(flags, header, whole.data()) - whole.data());
+   if (length >= limit) {
+      length = Log_Utf8CutLength(whole.data(), limit - 1);
    }
-   if (flags.opId) {
-      out << (header.opId[0] != '\0' ? header.opId : "-") << " ";
-   }
-   return out.Finish(limit);
+   std::memcpy(buffer, whole.data(), length);
+   buffer[length] = '\0';
+   return length;
 }
 
 size_t Log_Utf8CutLength(const char *text, size_t end) {
@@ -129,22 +116,17 @@ size_t Log_TruncateUtf8Line(size_t limit, char *text) {
 }
 
 void Log_MaskText(char *text, size_t length) {
-   constexpr size_t kStep = sizeof(uint64_t);
-   constexpr size_t kReach = kStep + kMaskLength - 1;
-   size_t at = 0;
-   while (at + kMaskLength <= length) {
-      if (at + kReach <= length && !MayBeMasked(text + at)) {
-         at += kStep;
-         continue;
-      }
-      // One place at a time up to where the next step of eight begins.
-      const size_t end = std::min(at + kStep, length - kMaskLength + 1);
-      while (at < end) {
-         const bool masked = IsMasked(text + at);
-         if (masked) {
-            std::memset(text + at, '*', kMaskLength);
+   constexpr size_t kMaskLength = 3;
+   char *const end = text + length;
+   // The rarest of the three letters is looked for, by the platform's own fast search. No two places overlap.
+   for (const char letter : {'v', 'V'}) {
+      char *from = text + std::min(length, kMaskLength - 1);
+      while (void *const found = std::memchr(from, letter, static_cast<size_t>(end - from))) {
+         from = static_cast<char *>(found) + 1;
+         char *const place = from - kMaskLength;
+         if ((place[0] | 0x20) == 't' && (place[1] | 0x20) == 'l') {
+            std::memset(place, '*', kMaskLength);
          }
-         at += masked ? kMaskLength : 1;
       }
    }
 }

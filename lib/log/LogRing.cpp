@@ -14,8 +14,14 @@ namespace {
 using RecordLength = uint16_t;
 constexpr size_t kOverhead = sizeof(RecordLength) + sizeof(LogLineHeader);
 
+// A division for each step would cost as much as the copying; the rings of the log have a power of two as size.
+uint64_t PlaceOf(const LogRing *ring, uint64_t position) {
+   const uint64_t mask = ring->size - 1;
+   return (ring->size & mask) == 0 ? position & mask : position % ring->size;
+}
+
 void CopyIn(LogRing *ring, const void *data, size_t size) {
-   const uint64_t place = ring->writePosition % ring->size;
+   const uint64_t place = PlaceOf(ring, ring->writePosition);
    const size_t first = std::min(size, static_cast<size_t>(ring->size - place));
    std::memcpy(ring->base + place, data, first);
    std::memcpy(ring->base, static_cast<const char *>(data) + first, size - first);
@@ -29,7 +35,7 @@ void Skip(LogRing *ring, size_t size) {
 }
 
 void CopyOut(LogRing *ring, void *data, size_t size) {
-   const uint64_t place = ring->readPosition % ring->size;
+   const uint64_t place = PlaceOf(ring, ring->readPosition);
    const size_t first = std::min(size, static_cast<size_t>(ring->size - place));
    std::memcpy(data, ring->base + place, first);
    std::memcpy(static_cast<char *>(data) + first, ring->base, size - first);
@@ -78,9 +84,20 @@ void LogRing_Push(LogRing *ring, const LogLineHeader &header, size_t length, con
       DropOldest(ring);
    }
    const auto recordLength = static_cast<RecordLength>(sizeof header + length);
-   CopyIn(ring, &recordLength, sizeof recordLength);
-   CopyIn(ring, &header, sizeof header);
-   CopyIn(ring, text, length);
+   const size_t recordSize = kOverhead + length;
+   const uint64_t place = PlaceOf(ring, ring->writePosition);
+   if (place + recordSize > ring->size) {
+      CopyIn(ring, &recordLength, sizeof recordLength);
+      CopyIn(ring, &header, sizeof header);
+      CopyIn(ring, text, length);
+      return;
+   }
+   char *const record = ring->base + place; // in one piece, as nearly all are
+   std::memcpy(record, &recordLength, sizeof recordLength);
+   std::memcpy(record + sizeof recordLength, &header, sizeof header);
+   std::memcpy(record + kOverhead, text, length);
+   ring->writePosition += recordSize;
+   ring->used += recordSize;
 }
 
 bool LogRing_Pop(LogRing *ring, size_t limit, LogLineHeader *outHeader, size_t *outLength, char *outText) {

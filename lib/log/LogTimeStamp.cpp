@@ -60,20 +60,38 @@ LogBrokenTime BreakDown(int64_t seconds) {
    return {broken.tm_year, broken.tm_mon, broken.tm_mday, broken.tm_hour, broken.tm_min, broken.tm_sec, 0};
 }
 
-// The present second is taken apart once; after that the cache knows its parts.
-void WriteNow(const osal::WallTime &now, LogTimeStamp *out) {
-   const uint64_t milliseconds = MillisecondsOf(now);
-   const bool cacheable = now.seconds >= 0 && now.seconds < kCacheableSeconds;
+// What a thread has written last: within the same millisecond the text is the same, within the same second all but the
+// milliseconds. -1 while it is being changed, so that a signal handler in between writes its own.
+struct LastText {
+   int64_t second = -1;
+   int32_t millisecond = 0;
+   LogBrokenTime broken{};
+   LogTimeStamp text{};
+};
+thread_local constinit LastText gLastText{};
+
+// Whoever has been faster has stored a moment as good as this one.
+void Remember(const LogBrokenTime &broken, uint64_t milliseconds) {
    LogStampCache last = ReadCache();
-   const bool sameSecond =
-      cacheable && last.fields != 0 && last.milliseconds / kMsPerSecond == milliseconds / kMsPerSecond;
-   LogBrokenTime broken = sameSecond ? LogStamp_Unpack(last.fields) : BreakDown(now.seconds);
-   broken.millisecond = now.microseconds / 1000;
-   LogStamp_Write(broken, out);
-   if (!sameSecond || last.milliseconds != milliseconds) {
-      // Whoever has been faster has stored a moment as good as this one.
-      gLast.compare_exchange_strong(last, {LogStamp_Pack(broken), milliseconds}, std::memory_order_relaxed);
+   gLast.compare_exchange_strong(last, {LogStamp_Pack(broken), milliseconds}, std::memory_order_relaxed);
+}
+
+void WriteNow(const osal::WallTime &now, LogTimeStamp *out) {
+   const int32_t millisecond = now.microseconds / 1000;
+   LastText &last = gLastText;
+   if (last.second != now.seconds || last.millisecond != millisecond || now.seconds < 0) {
+      LogBrokenTime broken = last.second == now.seconds ? last.broken : BreakDown(now.seconds);
+      broken.millisecond = millisecond;
+      last.second = -1;
+      std::atomic_signal_fence(std::memory_order_seq_cst);
+      last.broken = broken;
+      last.millisecond = millisecond;
+      LogStamp_Write(broken, &last.text);
+      std::atomic_signal_fence(std::memory_order_seq_cst);
+      last.second = now.seconds;
+      Remember(broken, MillisecondsOf(now));
    }
+   *out = last.text;
 }
 
 } // namespace
