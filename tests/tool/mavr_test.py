@@ -113,6 +113,13 @@ class Preferences(ToolTest):
                 self.mavr("prefer", "camera", "--clear")
                 self.assertIsNone(self.json("preferred")["camera"])
 
+    def test_a_device_with_a_long_id_is_preferred_and_shown(self):
+        self.simulate([{"name": "Long", "uniqueId": "x" * 250}], [{"name": "Long", "uniqueId": "y" * 200}])
+        for kind in ("camera", "microphone"):
+            listed = self.json("devices")[kind + "s"][0]
+            self.assertIn("It selects Long", self.mavr("prefer", kind, "--id", listed["userId"]).stdout)
+            self.assertEqual(self.json("preferred")[kind], listed)
+
     def test_a_microphone_is_preferred_by_name_when_it_is_present(self):
         self.assertIn("It selects Desk Microphone", self.mavr("prefer", "microphone", "--name", "Desk Microphone").stdout)
         self.assertEqual(self.json("preferred")["microphone"]["userId"], "Desk Microphone#mic-1")

@@ -79,7 +79,7 @@ StoredChoice ReadStoredChoice(int32_t type) {
 
 std::string LogFolder() {
    char *const expanded = Util_ExpandString((osal::places::userLibraryFolder() + "/Logs/Corvane").c_str());
-   const std::string folder = expanded != nullptr ? expanded : "";
+   std::string folder = expanded != nullptr ? expanded : "";
    std::free(expanded);
    return folder;
 }

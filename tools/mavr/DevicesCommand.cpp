@@ -23,6 +23,7 @@ void Print(const char *title, const std::vector<Device> &devices) {
       return;
    }
    std::vector<std::vector<std::string>> rows;
+   rows.reserve(devices.size());
    for (const Device &device : devices) {
       rows.push_back({Printable(device.name), Printable(device.userId)});
    }

@@ -60,6 +60,16 @@ std::optional<std::string> Library::PreferredText(int32_t type, int32_t select) 
 }
 
 std::optional<Device> Library::Preferred(int32_t type) {
+   constexpr int kTries = 3; // what the largest text of an entry needs
+   auto device = PreferredOnce(type);
+   const bool again = !device && !Devices(type).empty();
+   for (int tries = 1; again && !device && tries < kTries; ++tries) {
+      device = PreferredOnce(type);
+   }
+   return device;
+}
+
+std::optional<Device> Library::PreferredOnce(int32_t type) {
    const auto userId = PreferredText(type, MMDR_SELECT_USER_ID);
    if (!userId) {
       return std::nullopt;

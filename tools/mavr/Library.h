@@ -29,7 +29,8 @@ public:
    /// MMDR_DEV_VIDEO or MMDR_DEV_AUDIO, in the library's order.
    [[nodiscard]] std::vector<Device> Devices(int32_t type);
 
-   /// The device that the stored preference selects now, or none.
+   /// The device that the stored preference selects now, or none. The library reads a long stored text only at the
+   /// second or third try, so that "none" is asked for again while devices are present.
    [[nodiscard]] std::optional<Device> Preferred(int32_t type);
    void Prefer(int32_t type, const std::string &id, const std::string &name);
 
@@ -40,6 +41,7 @@ public:
    [[nodiscard]] bool Enabled();
 
 private:
+   [[nodiscard]] std::optional<Device> PreferredOnce(int32_t type);
    [[nodiscard]] std::optional<std::string> PreferredText(int32_t type, int32_t select);
 
    MmdrHandle *mHandle = nullptr;
