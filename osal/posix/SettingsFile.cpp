@@ -8,6 +8,7 @@
 #include <sys/file.h>
 
 #include <cerrno>
+#include <string_view>
 #include <utility>
 
 namespace osal {
@@ -47,8 +48,9 @@ Status SettingsFile::Resolve(std::string *target) const {
       if (length < 0) {
          return SystemError(errno, path + " cannot be looked at");
       }
-      const std::string to(link, static_cast<size_t>(length));
-      path = to.front() == '/' ? to : FolderOf(path) + "/" + to;
+      const std::string_view to(link, static_cast<size_t>(length));
+      path = to.front() == '/' ? "" : FolderOf(path) + "/";
+      path += to;
    }
    return SystemError(ELOOP, mPath + " cannot be followed");
 }

@@ -14,7 +14,7 @@
 namespace osal {
 namespace {
 
-std::string Absolute(std::string file) {
+std::string Absolute(const std::string &file) {
    std::error_code error;
    const std::filesystem::path absolute = std::filesystem::absolute(file, error);
    return error ? file : absolute.string();
@@ -26,8 +26,8 @@ std::string Counted(size_t count, const char *one, const char *many) {
 
 class SimulatedDevices final : public Devices {
 public:
-   explicit SimulatedDevices(std::string file)
-       : mFile(file.empty() ? std::move(file) : Absolute(std::move(file))) {
+   explicit SimulatedDevices(const std::string &file)
+       : mFile(file.empty() ? "" : Absolute(file)) {
       if (mFile.empty()) {
          Take(BuiltInSimulation());
       }
@@ -125,8 +125,8 @@ private:
 
 } // namespace
 
-std::unique_ptr<Devices> MakeSimulatedDevices(std::string file) {
-   return std::make_unique<SimulatedDevices>(std::move(file));
+std::unique_ptr<Devices> MakeSimulatedDevices(const std::string &file) {
+   return std::make_unique<SimulatedDevices>(file);
 }
 
 } // namespace osal

@@ -12,6 +12,6 @@ namespace osal {
 /// A relative path is taken from the working directory of this call. The file is read at the first listing, and again
 /// whenever it has changed on disk: editing it plugs and unplugs devices. A file that is missing or broken fails each
 /// call with where and why, and gives no devices, not those it held before.
-[[nodiscard]] std::unique_ptr<Devices> MakeSimulatedDevices(std::string file);
+[[nodiscard]] std::unique_ptr<Devices> MakeSimulatedDevices(const std::string &file);
 
 } // namespace osal

@@ -293,6 +293,7 @@ public:
       case 'u':
          PutNumber(mArguments.Next<unsigned>(), 10);
          break;
+      // NOLINTNEXTLINE(bugprone-branch-clone): where size_t is no unsigned long, the two differ
       case 'l':
          if (at[1] != 'u') {
             return false;
