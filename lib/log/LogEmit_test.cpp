@@ -1,6 +1,7 @@
 #include "lib/log/LogTestKit.h"
 
 #include <climits>
+#include <cstring>
 #include <pthread.h>
 
 using logtest::CaptureOutput;
@@ -69,6 +70,31 @@ TEST_F(LogEmit, CutsALongMessageToTheStackWhileTheBigBufferIsTaken) {
    EXPECT_EQ(LastText(), std::string(317, 'y') + "\n");
    EXPECT_EQ(gLogState.bigBuffer.load(), nullptr) << "another thread's buffer was given back";
    LogState_ReturnBigBuffer(&gLogState, taken);
+}
+
+TEST_F(LogEmit, LeavesNoHalfCharacterAtAnyCutWhateverTheBytes) {
+   Attach();
+   // What may lie across the cut, and how much of it is left when only its first bytes fit: index 0 for none of them.
+   const struct {
+      const char *bytes;
+      size_t left[5];
+   } cases[] = {{"\xC3\xA4", {0, 0, 2}},        {"\xE2\x82\xAC", {0, 0, 0, 3}}, {"\xF0\x9F\x98\x80", {0, 0, 0, 0, 4}},
+                {"\xFF\xFF\xFF", {0, 0, 1, 2}}, {"\x80\x80", {0, 0, 0}},        {"\xF8\x80\x80\x80", {0, 0, 0, 0, 0}}};
+   for (const bool taken : {false, true}) {
+      char *const big = taken ? LogState_TakeBigBuffer(&gLogState) : nullptr;
+      const size_t end = (taken ? size_t{319} : size_t{32767}) - 2;
+      for (const auto &each : cases) {
+         for (size_t fits = 0; fits <= std::strlen(each.bytes); ++fits) {
+            const std::string text = std::string(end - fits, 'x') + each.bytes + std::string(70000, 'y');
+            Log_Info("%s", text.c_str());
+            EXPECT_EQ(LastText().size(), end - fits + each.left[fits] + 1) << fits << " of " << (each.bytes[0] & 0xFF);
+            EXPECT_EQ(LastText(), text.substr(0, LastText().size() - 1) + "\n");
+         }
+      }
+      if (taken) {
+         LogState_ReturnBigBuffer(&gLogState, big);
+      }
+   }
 }
 
 TEST_F(LogEmit, AddsANewlineOnlyWhereThereIsNone) {

@@ -61,7 +61,10 @@ void BeginThrottling(LogFileOutput *file) {
    LogLineHeader header;
    LogFile_MakeOwnHeader(LogFile_VerifyRow(LogLevel_RowByNumber(kLogLevelAudit), kLogVerifyWrite), &header);
    std::array<char, 96> mark;
-   const size_t length = Str_Sprintf(mark.data(), mark.size(), "<<< %s Throttled >>>\n", file->name);
+   size_t length = Str_Sprintf(mark.data(), mark.size(), "<<< %s Throttled >>>\n", file->name);
+   if (mark[length - 1] != '\n') {
+      length = Log_TruncateUtf8Line(mark.size(), mark.data()); // a name that leaves no room is cut, not the line's end
+   }
    WriteLine(file, header, length, mark.data());
    LogRing_Reset(file->ring.get()); // what is in the file is not written twice
 }

@@ -8,6 +8,7 @@ using logtest::CaptureOutput;
 using logtest::CountOf;
 using logtest::LogFixture;
 using logtest::Saw;
+using logtest::SizeLimit;
 
 namespace {
 
@@ -79,6 +80,22 @@ TEST_F(LogFileOutputTest, CountsWhatAFullDiskLosesToTheByte) {
    EXPECT_EQ(AsFile(output)->discarded, 0U);
 }
 
+TEST_F(LogFileOutputTest, CountsTheRestOfALineThatIsWrittenInPart) {
+   LogOutput *const output = StartFile(path, {"log.useTimeStamps=false", "log.useThreadName=false"});
+   Log_Info("whole");
+   const size_t before = Content().size();
+   {
+      const SizeLimit limit(before + 10);
+      Log_Info("12345678");
+   }
+   EXPECT_EQ(Content().substr(before), "In(05) 123");
+   EXPECT_EQ(AsFile(output)->fileSize, before + 10);
+   EXPECT_EQ(AsFile(output)->discarded, 6U);
+   Log_Info("next");
+   EXPECT_EQ(Content().substr(before),
+             "In(05) 123No(00) >>> Error writing log, 6 bytes discarded. Disk full?\nIn(05) next\n");
+}
+
 TEST_F(LogFileOutputTest, DiscardsTheWholeLineWithoutADescriptor) {
    LogOutput *const output = StartFile(path, {"log.useTimeStamps=false", "log.useThreadName=false"});
    FileIODescriptor kept = AsFile(output)->file;
@@ -101,6 +118,19 @@ TEST_F(LogFileOutputTest, StopsForGoodAtTheThreshold) {
    EXPECT_EQ(CountOf(content, "<<< file Throttled >>>\n"), 1U);
    EXPECT_EQ(content.substr(content.size() - 23), "<<< file Throttled >>>\n");
    EXPECT_EQ(CountOf(content, "No(00)"), 1U);
+}
+
+TEST_F(LogFileOutputTest, EndsTheLineOfTheMarkHoweverLongTheName) {
+   const std::string name(100, 'n');
+   Dictionary *const dictionary = Dictionary_Create();
+   Dict_SetString(dictionary, path.c_str(), "log.fileName");
+   Dict_SetString(dictionary, "true", "log.noLogAfterThreshold");
+   Dict_SetString(dictionary, "0", "log.throttleThreshold");
+   LogOutput *const output = Log_CreateFileOutput(nullptr, name.c_str(), dictionary, nullptr);
+   Dictionary_Free(dictionary);
+   ASSERT_TRUE(Log_AddOutput(output));
+   Log_Info("suppressed");
+   EXPECT_EQ(CountOf(Content(), " <<< " + std::string(90, 'n') + "\n"), 1U) << Content();
 }
 
 TEST_F(LogFileOutputTest, KeepsTheLastLinesOfAFloodForItsEnd) {

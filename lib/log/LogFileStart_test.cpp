@@ -107,6 +107,25 @@ TEST_F(LogFileStart, KeepsOlderFilesOfAnExplicitName) {
    EXPECT_FALSE(Exists(folder / "my-3.log"));
 }
 
+TEST_F(LogFileStart, EmptiesAnExplicitFileOfWhichNothingIsKept) {
+   kit::WriteFile(path, "of a former run");
+   ASSERT_NE(StartFile(path, {"log.keepOld=0"}), nullptr);
+   EXPECT_EQ(kit::ReadFile(path).find("of a former"), std::string::npos);
+   EXPECT_FALSE(Exists(folder / "my-0.log"));
+   EXPECT_EQ(CountRotations(), 0U);
+}
+
+TEST_F(LogFileStart, LooksBehindTheFirstGapUnlessRotationIsToBeFast) {
+   for (const bool fast : {true, false}) {
+      kit::WriteFile(path, "former");
+      kit::WriteFile(folder / "my-7.log", "of a larger keep count");
+      LogOutput *const output = StartFile(path, {fast ? "log.fastRotation=true" : "log.fastRotation=false"});
+      ASSERT_NE(output, nullptr);
+      EXPECT_EQ(Exists(folder / "my-7.log"), fast);
+      EXPECT_TRUE(Log_ReplaceOutput(output, nullptr, false));
+   }
+}
+
 TEST_F(LogFileStart, RotatesNoDefaultNameAtTheStart) {
    LogOutput *const output = CreateFile("");
    const std::string own = LogFile_GetPath(output);
@@ -168,6 +187,17 @@ TEST_F(LogFileStart, RotatesWhenTheSizeIsOverTheLimitAndNotBefore) {
    Log_Info("next");
    EXPECT_EQ(
       CountOf(kit::ReadFile(path), "LogRotation: Rotating to a new log file (keepOld 3) took 0.000000 seconds.\n"), 1U);
+}
+
+TEST_F(LogFileStart, LabelsARotatedFileAsInfoWhateverLineIsDue) {
+   LogFileOutput *const file = StartDue();
+   file->fileSize = 99900;
+   Log_Warning("%s\nsecond\n", std::string(200, 'x').c_str()); // the second line finds the limit passed
+   const std::string content = kit::ReadFile(path);
+   EXPECT_EQ(content.find(" In(05) "), content.find(' ')) << content;
+   EXPECT_EQ(CountOf(content, "In(05)+"), 0U);
+   EXPECT_EQ(CountOf(content, " Wa(03)+ "), 1U);
+   EXPECT_EQ(CountOf(content, " second\n"), 1U);
 }
 
 TEST_F(LogFileStart, WritesItsRotationLine) {
@@ -302,6 +332,31 @@ TEST_F(LogFileStart, LabelsAFileLineByLine) {
    std::free(system);
 }
 
+TEST_F(LogFileStart, LabelsWithTheOffsetFromUtc) {
+   const struct {
+      int64_t seconds;
+      const char *line;
+   } cases[] = {{0, " Host offset from UTC is +00:00.\n"},
+                {19800, " Host offset from UTC is +05:30.\n"},
+                {-12600, " Host offset from UTC is -03:30.\n"},
+                {50400, " Host offset from UTC is +14:00.\n"}};
+   for (const auto &each : cases) {
+      LogOutput *const output = CreateFile(path);
+      AsFile(output)->utcOffset = each.seconds;
+      ASSERT_TRUE(Log_AddOutput(output));
+      EXPECT_EQ(CountOf(kit::ReadFile(path), each.line), 1U) << each.line;
+      EXPECT_TRUE(Log_ReplaceOutput(output, nullptr, false));
+   }
+}
+
+TEST_F(LogFileStart, TakesTheOffsetOfItsTimeZone) {
+   setenv("TZ", "XST-5:30", 1);
+   tzset();
+   LogOutput *const output = CreateFile(path);
+   EXPECT_EQ(AsFile(output)->utcOffset, 19800);
+   EXPECT_TRUE(Log_ReleaseOutput(output));
+}
+
 TEST_F(LogFileStart, PrintsNoCreationTimeWhereEachLineHasOne) {
    StartFile(path);
    EXPECT_EQ(CountOf(kit::ReadFile(path), "Log creation time"), 0U);
@@ -368,6 +423,22 @@ TEST_F(LogPurgeTest, RemovesTheOldestBeyondTheKeepCount) {
    EXPECT_FALSE(Exists(middle));
    EXPECT_TRUE(Exists(kept) && Exists(newest) && Exists(alive) && Exists(other));
    EXPECT_FALSE(Purge({"log.suffix=MAVR", "log.keepOld=2"}));
+}
+
+TEST_F(LogPurgeTest, RunsAtTheStartWhenTheHostSaysSo) {
+   Dictionary *const dictionary = Dictionary_Create();
+   Dict_SetLong(dictionary, 1, "log.keepOld");
+   for (const bool purge : {false, true}) {
+      const std::string oldest = Leave("zenthar-99999990.log", 50);
+      const std::string newest = Leave("zenthar-99999991.log", 40);
+      LogOutput *const output = Log_Start(nullptr, dictionary, nullptr, purge);
+      ASSERT_NE(output, nullptr);
+      EXPECT_EQ(Exists(oldest), !purge);
+      EXPECT_TRUE(Exists(newest));
+      EXPECT_TRUE(Exists(LogFile_GetPath(output)));
+      EXPECT_TRUE(Log_ReplaceOutput(output, nullptr, false));
+   }
+   Dictionary_Free(dictionary);
 }
 
 TEST_F(LogPurgeTest, TouchesNothingButPlainFilesOfItsUser) {

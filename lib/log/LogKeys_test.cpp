@@ -192,6 +192,31 @@ TEST_F(LogKeysTest, ReadsTheLevelOfStandardErrorWithNeitherDictionaryNorSuffix) 
    EXPECT_EQ(Create("audio")->stderrLevel, 2);
 }
 
+TEST_F(LogKeysTest, TakesThePlainKeyWhereThePrefixedOneEqualsTheDefault) {
+   gConfig["MAVR.log.keepOld"] = "3";
+   gConfig["log.keepOld"] = "7";
+   EXPECT_EQ(Create()->keepCount, 7);
+}
+
+TEST_F(LogKeysTest, PutsTheNameOfAnOutputBehindItsKeysUnlessItIsTheUsualOne) {
+   gConfig["log.keepOld.audio"] = "7";
+   gConfig["log.keepOld.file"] = "9";
+   gConfig["log.fileLevel.audio"] = "debug";
+   EXPECT_EQ(Create("audio")->keepCount, 7);
+   EXPECT_EQ(Create("audio")->fileLevel, 8);
+   EXPECT_EQ(Create("file")->keepCount, 3);
+}
+
+TEST_F(LogKeysTest, LeavesWhatTheHostDecidesOutOfTheConfigurationFiles) {
+   for (const char *const key : {"log.suffix", "MAVR.log.suffix", "log.fileName", "MAVR.log.fileName", "log.config"}) {
+      gConfig[key] = "other";
+   }
+   gConfig["log.systemAreaTemp"] = gConfig["MAVR.log.systemAreaTemp"] = "true";
+   const LogFileOutput *const file = Create();
+   ASSERT_NE(file, nullptr);
+   EXPECT_EQ(std::string(file->path.get()), folder / ("Logs/Corvane/zenthar-" + std::to_string(getpid()) + ".log"));
+}
+
 TEST_F(LogKeysTest, RefusesAnEmptyNameAndAnEmptyPrefix) {
    EXPECT_EQ(Log_CreateFileOutput(nullptr, nullptr, nullptr, nullptr), nullptr);
    EXPECT_EQ(Log_CreateFileOutput(nullptr, "", nullptr, nullptr), nullptr);
