@@ -53,23 +53,26 @@ void AfterForkInChild() {
    }
 }
 
+void WatchForks() {
+   static constinit std::atomic<bool> watched{false};
+   if (!watched.exchange(true)) {
+      pthread_atfork(&BeforeFork, &AfterForkInParent, &AfterForkInChild);
+   }
+}
+
 MXUserRecLock *CreateLock(LogState *state) {
+   WatchForks(); // first: a child that another thread forks meanwhile must not stay busy for ever
    state->busy.fetch_add(1);
    MXUserRecLock *lock = MXUser_CreateRecLock(state->lockName, state->lockRank);
-   bool first = false;
    if (lock != nullptr) {
       MXUserRecLock *winner = nullptr;
-      first = state->lock.compare_exchange_strong(winner, lock);
-      if (!first) {
+      if (!state->lock.compare_exchange_strong(winner, lock)) {
          MXUser_DestroyRecLock(lock);
          lock = winner;
       }
    }
    state->busy.fetch_sub(1);
    tzset(); // later conversions of time then need not set the zone up
-   if (first) {
-      pthread_atfork(&BeforeFork, &AfterForkInParent, &AfterForkInChild);
-   }
    return lock;
 }
 

@@ -17,6 +17,9 @@ using logtest::LogFixture;
 namespace {
 
 std::atomic<uint64_t> gAllocations{0};
+#ifndef MAVR_SANITIZED
+std::atomic<void (*)()> gOnAllocation{nullptr}; // called once, at the next allocation
+#endif
 
 class LogStateTest : public LogFixture {
 protected:
@@ -48,15 +51,18 @@ int InChild(Body body) {
 #ifndef MAVR_SANITIZED
 void *operator new(size_t size) {
    gAllocations.fetch_add(1, std::memory_order_relaxed);
+   if (void (*const call)() = gOnAllocation.exchange(nullptr); call != nullptr) {
+      call();
+   }
    if (void *const memory = std::malloc(size); memory != nullptr) {
       return memory;
    }
    std::abort();
 }
-void operator delete(void *memory) noexcept {
+[[gnu::noinline]] void operator delete(void *memory) noexcept {
    std::free(memory);
 }
-void operator delete(void *memory, size_t) noexcept {
+[[gnu::noinline]] void operator delete(void *memory, size_t) noexcept {
    std::free(memory);
 }
 #endif
@@ -138,6 +144,27 @@ TEST_F(LogStateTest, LogsInTheChildOfAForkWhileThreadsLog) {
    const std::string content = kit::ReadFile(path);
    EXPECT_EQ(CountOf(content, "parent\n"), 1U);
 }
+
+#ifndef MAVR_SANITIZED
+TEST_F(LogStateTest, LogsInTheChildOfAForkWhileTheLockIsBeingCreated) {
+   if (gLogState.lock.load() != nullptr) {
+      GTEST_SKIP() << "the lock is there already: run this test in a process of its own";
+   }
+   static int status = -1;
+   gOnAllocation.store([] {
+      EXPECT_EQ(gLogState.busy.load(), 1U) << "this is not the allocation of the lock";
+      std::thread([] {
+         status = InChild([] {
+            Log_Info("child");
+            _exit(gLogState.earlyRing->used > 0 ? 0 : 1);
+         });
+      }).join();
+   });
+   Log_Info("parent");
+   EXPECT_EQ(status, 0);
+   EXPECT_GT(gLogState.earlyRing->used, 0U);
+}
+#endif
 
 TEST_F(LogStateTest, LeavesTheLockFreeBehindAForkInAnOutput) {
    CaptureOutput output;
