@@ -247,7 +247,8 @@ TEST_F(LogStateTest, TakesTheStampOfTheClockAndKeepsUpWithItsJumps) {
    const struct {
       int64_t us;
       const char *stamp;
-   } cases[] = {{0, "1970-01-01T00:00:00.000Z"},
+   } cases[] = {{-1'000'000, "1969-12-31T23:59:59.000Z"},
+                {0, "1970-01-01T00:00:00.000Z"},
                 {999'999, "1970-01-01T00:00:00.999Z"},
                 {1'000'000, "1970-01-01T00:00:01.000Z"},
                 {951'782'400'000'000, "2000-02-29T00:00:00.000Z"},

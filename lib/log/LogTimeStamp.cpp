@@ -6,12 +6,12 @@
 #include <atomic>
 #include <cstring>
 #include <ctime>
+#include <limits>
 
 namespace {
 
 constexpr uint64_t kMsPerSecond = 1000;
-// Seconds since 1970 up to which the year fits its field of the cache: the year 2900.
-constexpr int64_t kCacheableSeconds = 29'348'006'400;
+constexpr int64_t kNoSecond = std::numeric_limits<int64_t>::min();
 
 constexpr unsigned kYearBit = 18;
 constexpr unsigned kMonthBit = 28;
@@ -61,9 +61,9 @@ LogBrokenTime BreakDown(int64_t seconds) {
 }
 
 // What a thread has written last: within the same millisecond the text is the same, within the same second all but the
-// milliseconds. -1 while it is being changed, so that a signal handler in between writes its own.
+// milliseconds. No second while it is being changed, so that a signal handler in between writes its own.
 struct LastText {
-   int64_t second = -1;
+   int64_t second = kNoSecond;
    int32_t millisecond = 0;
    LogBrokenTime broken{};
    LogTimeStamp text{};
@@ -79,10 +79,10 @@ void Remember(const LogBrokenTime &broken, uint64_t milliseconds) {
 void WriteNow(const osal::WallTime &now, LogTimeStamp *out) {
    const int32_t millisecond = now.microseconds / 1000;
    LastText &last = gLastText;
-   if (last.second != now.seconds || last.millisecond != millisecond || now.seconds < 0) {
+   if (last.second != now.seconds || last.millisecond != millisecond) {
       LogBrokenTime broken = last.second == now.seconds ? last.broken : BreakDown(now.seconds);
       broken.millisecond = millisecond;
-      last.second = -1;
+      last.second = kNoSecond;
       std::atomic_signal_fence(std::memory_order_seq_cst);
       last.broken = broken;
       last.millisecond = millisecond;
