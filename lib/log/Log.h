@@ -54,10 +54,10 @@ void Log_SetProduct(const char *name, const char *version, const char *buildNumb
 /// The configuration files of this library as the log's source of keys.
 [[nodiscard]] const LogConfigSource *Log_GetConfigSource();
 
-/// Creates the file output "file", removes what dead processes left behind when `purgeOld` is set, attaches it and
-/// loads the module filters. `prefix` goes before configuration keys ("MAVR" -> "MAVR.log.keepOld"); null for none, but
-/// not empty. `dictionary` and `source` may be null. Returns the output, which belongs to the log, or null (logged; the
-/// log goes on holding early messages).
+/// Creates the file output "file", attaches it and loads the module filters. With `purgeOld`, LogFile_PurgeDead removes
+/// the oldest log files of ended processes. `prefix` goes before configuration keys ("MAVR" -> "MAVR.log.keepOld");
+/// null for none, but not empty. `dictionary` and `source` may be null. Returns the output, which belongs to the log,
+/// or null (logged; the log goes on holding early messages).
 LogOutput *Log_Start(const char *prefix, const Dictionary *dictionary, const LogConfigSource *source, bool purgeOld);
 
 /// The same with a fixed file, and nothing removed.

@@ -19,7 +19,7 @@ enum class PipewireStage {
 
 /// One connection to the daemon that is worked from the caller's own thread, with a bound on every wait.
 ///
-/// Owner: a listing, on the stack. Threads: one, the one that made it; the library's own helper thread ends with it.
+/// Owner: a listing, on the stack. Threads: one, the one that made it; PipeWire's own helper thread ends with it.
 /// Locks: none. Life cycle: constructed -> Open -> Roundtrip* -> destroyed, which takes everything with it, quickly and
 /// without asking the daemon. Proxies made on it go first: they belong to objects that are declared behind it.
 class PipewireConnection {

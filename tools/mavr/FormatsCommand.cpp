@@ -11,7 +11,7 @@
 namespace mavr {
 namespace {
 
-// The camera that `wanted` names: a whole user id, a piece of one, or a display name, tried in this order.
+// The camera that `wanted` names: a whole user id, a display name, or a piece of a user id, tried in this order.
 const WebcamDeviceInfo &Find(const CamDevInfoMap &cameras, const std::string &wanted) {
    using Test = bool (*)(const WebcamDeviceInfo &, const std::string &);
    static constexpr Test kTests[] = {

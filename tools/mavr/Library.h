@@ -9,7 +9,8 @@
 
 namespace mavr {
 
-/// A device as the library lists it. The texts are UTF-8 without a terminator problem: cut at the entry's 259 bytes.
+/// A device as the library lists it. The texts are UTF-8 as the platform delivered it, at most 259
+/// bytes; one that was cut there may end inside a character.
 struct Device {
    std::string userId;
    std::string name;
