@@ -45,7 +45,8 @@
  *
  * Time. Listing devices and asking for a preferred one asks the platform afresh, so that a camera plugged in a moment
  * ago is there. It may take some milliseconds, and up to 2 seconds for each kind when the platform does not answer;
- * there are no devices then.
+ * there are no devices then. Storing a text or a number waits up to 2 seconds while another process holds the settings;
+ * a preferred device is two texts. Reading waits as long only when the settings file is damaged.
  *
  * Failures. Faults in the arguments are told by the code alone. What goes wrong below (no answer of the platform, a
  * settings file that cannot be written) is a line in the log, and gives the result that is stated with each function.
