@@ -33,7 +33,7 @@ public:
    void Add(LogText path, int64_t writeTime) {
       const DeadFile file{path.get(), writeTime};
       if (DynBuf_Append(&mBytes, &file, sizeof file) != 0) {
-         path.release();
+         static_cast<void>(path.release()); // the list's now
       }
    }
    std::span<DeadFile> Files() { return {reinterpret_cast<DeadFile *>(mBytes.data), mBytes.size / sizeof(DeadFile)}; }
