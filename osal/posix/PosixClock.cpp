@@ -1,4 +1,5 @@
 #include "osal/Clock.h"
+#include "osal/WaitWord.h"
 
 #include <atomic>
 #include <cerrno>
@@ -43,6 +44,14 @@ std::atomic<Clock *> gInstalled{nullptr};
 Clock &Clock::current() {
    Clock *const installed = gInstalled.load(std::memory_order_acquire);
    return installed != nullptr ? *installed : systemClock();
+}
+
+bool Clock::waitWhile(const std::atomic<uint32_t> &word, uint32_t value, uint64_t deadlineNs) {
+   if (deadlineNs == kNoDeadline) {
+      waitword::waitWhile(word, value);
+      return true;
+   }
+   return waitword::waitWhileUntil(word, value, deadlineNs);
 }
 
 ScopedClock::ScopedClock(Clock &clock)

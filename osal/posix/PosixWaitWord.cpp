@@ -3,6 +3,7 @@
 #if defined(__linux__)
 #include <cerrno>
 #include <climits>
+#include <ctime>
 #include <linux/futex.h>
 #include <sys/syscall.h>
 #include <unistd.h>
@@ -16,16 +17,27 @@ namespace {
 
 static_assert(sizeof(std::atomic<uint32_t>) == sizeof(uint32_t) && std::atomic<uint32_t>::is_always_lock_free);
 
-void Futex(const std::atomic<uint32_t> &word, int operation, uint32_t value) {
+// The error, 0 for none; errno stays as it is.
+int Futex(const std::atomic<uint32_t> &word, int operation, uint32_t value, const timespec *until = nullptr) {
    const int error = errno;
-   syscall(SYS_futex, &word, operation | FUTEX_PRIVATE_FLAG, value, nullptr, nullptr, 0);
+   const long result =
+      syscall(SYS_futex, &word, operation | FUTEX_PRIVATE_FLAG, value, until, nullptr, FUTEX_BITSET_MATCH_ANY);
+   const int outcome = result < 0 ? errno : 0;
    errno = error;
+   return outcome;
 }
 
 } // namespace
 
 void waitWhile(const std::atomic<uint32_t> &word, uint32_t value) {
    Futex(word, FUTEX_WAIT, value);
+}
+
+// The bitset form, because it takes a moment in time: going round after a signal does not stretch the wait.
+bool waitWhileUntil(const std::atomic<uint32_t> &word, uint32_t value, uint64_t deadlineNs) {
+   constexpr uint64_t kNsPerSecond = 1'000'000'000;
+   const timespec until{static_cast<time_t>(deadlineNs / kNsPerSecond), static_cast<long>(deadlineNs % kNsPerSecond)};
+   return Futex(word, FUTEX_WAIT_BITSET, value, &until) != ETIMEDOUT;
 }
 
 void wakeOne(std::atomic<uint32_t> &word) {

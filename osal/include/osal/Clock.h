@@ -1,5 +1,6 @@
 #pragma once
 
+#include <atomic>
 #include <cstdint>
 
 namespace osal {
@@ -10,7 +11,7 @@ struct WallTime {
    int32_t microseconds = 0;
 };
 
-/// Every clock reading and every sleep of the library.
+/// Every clock reading, every sleep and every wait of the library.
 ///
 /// Code above the seam never asks the system itself, so that a test can step time by hand: it installs a clock of its
 /// own with ScopedClock. Owner: the platform; a test owns the one it installs. Threads: any thread, all methods;
@@ -28,6 +29,20 @@ public:
 
    /// Lets the calling thread rest for at least `ns` nanoseconds. Not interrupted by signals.
    virtual void sleepNs(uint64_t ns) = 0;
+
+   /// Sleeps as osal::waitword::waitWhile does, but not beyond `deadlineNs` of monotonicNs: false once that moment is
+   /// reached, true otherwise (woken, the word has changed, or without a reason: look again). kNoDeadline waits without
+   /// limit. Wakers use waitword::wakeOne and wakeAll. Keeps errno. A clock that does not override it waits in the
+   /// system's time.
+   virtual bool waitWhile(const std::atomic<uint32_t> &word, uint32_t value, uint64_t deadlineNs);
+
+   static constexpr uint64_t kNoDeadline = UINT64_MAX;
+
+   /// The moment `ms` milliseconds from now, for waitWhile; kNoDeadline for 0xFFFFFFFF, which means no limit wherever
+   /// this library takes a time in milliseconds.
+   [[nodiscard]] uint64_t deadlineAfterMs(uint32_t ms) const {
+      return ms == UINT32_MAX ? kNoDeadline : monotonicNs() + uint64_t{ms} * 1'000'000;
+   }
 
    /// The clock in force: the system's, or the one a test has installed.
    [[nodiscard]] static Clock &current();

@@ -1,0 +1,145 @@
+#include "lib/mfw/common/linuxSupport.h"
+
+#include "lib/mfw/common/logger.h"
+#include "lib/mfw/common/platforms/multiWait.h"
+
+#include "osal/Clock.h"
+
+#include <cassert>
+#include <cerrno>
+#include <cstdlib>
+#include <new>
+
+using platforms::MultiWait;
+using platforms::WindowsEvent;
+using platforms::WindowsThread;
+
+// ---- Threads --------------------------------------------------------------------------------------------------------
+
+HANDLE _beginthreadex(void * /*security*/, uint32_t /*stack*/, platforms::ThreadStart start, void *argument,
+                      uint32_t flags, uint32_t *outId) {
+   if ((flags & CREATE_SUSPENDED) != 0) {
+      MAVR_LOG_DEBUG("Ignoring the CREATE_SUSPENDED flag on POSIX, the thread will be started immediately\n");
+   }
+   WindowsThread *const thread = WindowsThread::Create(start, argument);
+   if (thread != nullptr && outId != nullptr) {
+      *outId = thread->Id();
+   }
+   return thread;
+}
+
+void ExitThread(uint32_t value) {
+   pthread_exit(reinterpret_cast<void *>(static_cast<uintptr_t>(value)));
+}
+
+bool TerminateThread(HANDLE handle) {
+   auto *const thread = dynamic_cast<WindowsThread *>(handle);
+   assert(thread);
+   return thread->Cancel();
+}
+
+uint32_t GetCurrentThreadId() {
+   return WindowsThread::CurrentId();
+}
+
+// ---- Events and waits -----------------------------------------------------------------------------------------------
+
+HANDLE CreateEvent(void * /*attributes*/, bool manualReset, bool initialState, const char *name) {
+   [[maybe_unused]] const char *const pName = name;
+   assert(pName == 0);
+   auto *const event = new (std::nothrow) WindowsEvent(manualReset, initialState);
+   if (event == nullptr) {
+      errno = ENOMEM;
+   }
+   return event;
+}
+
+bool SetEvent(HANDLE handle) {
+   assert(handle);
+   handle->Set();
+   return true;
+}
+
+bool ResetEvent(HANDLE handle) {
+   assert(handle);
+   handle->Reset();
+   return true;
+}
+
+bool CloseHandle(HANDLE handle) {
+   handle->Close();
+   return true;
+}
+
+uint32_t WaitForSingleObject(HANDLE handle, uint32_t ms) {
+   if (handle == nullptr) {
+      return WAIT_FAILED;
+   }
+   if (ms == 0) {
+      return handle->IsSignalled() ? WAIT_OBJECT_0 : WAIT_TIMEOUT;
+   }
+   return handle->DoWait(osal::Clock::current().deadlineAfterMs(ms)) ? WAIT_OBJECT_0 : WAIT_TIMEOUT;
+}
+
+namespace {
+
+uint32_t WaitForAll(uint32_t count, const HANDLE *handles, uint32_t ms) {
+   for (uint32_t i = 0; i < count; ++i) {
+      if (WaitForSingleObject(handles[i], ms) != WAIT_OBJECT_0) {
+         return WAIT_TIMEOUT;
+      }
+   }
+   return WAIT_OBJECT_0;
+}
+
+} // namespace
+
+uint32_t WaitForMultipleObjects(uint32_t count, const HANDLE *handles, bool waitAll, uint32_t ms) {
+   if (waitAll) {
+      return WaitForAll(count, handles, ms);
+   }
+   for (uint32_t i = 0; i < count; ++i) {
+      if (handles[i] == nullptr) {
+         return WAIT_FAILED;
+      }
+   }
+   if (const auto first = MultiWait::FirstSignalled(count, handles); first || ms == 0) {
+      return first.value_or(WAIT_TIMEOUT);
+   }
+   MultiWait wait(count, handles);
+   return wait.Wait(osal::Clock::current().deadlineAfterMs(ms)).value_or(WAIT_TIMEOUT);
+}
+
+// ---- Critical sections ----------------------------------------------------------------------------------------------
+
+void InitializeCriticalSection(CRITICAL_SECTION *cs) {
+   auto *const pMutex = static_cast<pthread_mutex_t *>(std::calloc(1, sizeof(pthread_mutex_t)));
+   assert(pMutex);
+   pthread_mutexattr_t attributes;
+   pthread_mutexattr_init(&attributes);
+   pthread_mutexattr_settype(&attributes, PTHREAD_MUTEX_RECURSIVE);
+   pthread_mutex_init(pMutex, &attributes);
+   pthread_mutexattr_destroy(&attributes);
+   *cs = pMutex;
+}
+
+void DeleteCriticalSection(CRITICAL_SECTION *cs) {
+   pthread_mutex_destroy(*cs);
+   std::free(*cs);
+   *cs = nullptr;
+}
+
+// ---- Time and last error --------------------------------------------------------------------------------------------
+
+uint32_t GetTickCount() {
+   const osal::WallTime now = osal::Clock::current().wallTime();
+   return static_cast<uint32_t>(now.seconds * 1000 + now.microseconds / 1000);
+}
+
+void Sleep(uint32_t ms) {
+   osal::Clock::current().sleepNs(uint64_t{ms} * 1'000'000);
+}
+
+int GetLastError() {
+   return errno;
+}

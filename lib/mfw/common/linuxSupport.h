@@ -1,0 +1,98 @@
+#pragma once
+
+#include "lib/mfw/common/platforms/windowsHandle.h"
+#include "lib/mfw/common/platforms/windowsThread.h"
+
+#include <atomic>
+#include <cstddef>
+#include <cstdint>
+#include <pthread.h>
+
+/// The Windows-model calls that the runtime, the queues and the channel layer are written against.
+///
+/// Results of waits: 0 or the index of the handle; WAIT_TIMEOUT (258); WAIT_FAILED (0xFFFFFFFF) for a bad handle.
+/// Times are milliseconds; INFINITE (0xFFFFFFFF) is no limit; time passes by osal::Clock, on its monotonic clock.
+/// Handles come from CreateEvent and _beginthreadex and go back through CloseHandle. Any thread, all calls. A failed
+/// assertion is a programming fault and ends the process. docs/runtime.md tells who may wait on what.
+
+using HANDLE = platforms::WindowsHandle *;
+
+inline constexpr uint32_t INFINITE = 0xFFFFFFFF;
+inline constexpr uint32_t WAIT_OBJECT_0 = 0;
+inline constexpr uint32_t WAIT_TIMEOUT = 258;
+inline constexpr uint32_t WAIT_FAILED = 0xFFFFFFFF;
+inline constexpr uint32_t CREATE_SUSPENDED = 1; ///< bit of _beginthreadex's flags; ignored with a line in the log
+
+// ---- Threads --------------------------------------------------------------------------------------------------------
+
+/// Starts a thread that runs `start(argument)`; its handle is set when the thread ends, for every waiter. Null when the
+/// thread cannot be created (an ERROR line, errno says why). `security` and `stack` are ignored. `outId` gets the
+/// generated id, 1 and above.
+[[nodiscard]] HANDLE _beginthreadex(void *security, uint32_t stack, platforms::ThreadStart start, void *argument,
+                                    uint32_t flags, uint32_t *outId);
+[[noreturn]] void ExitThread(uint32_t value);
+/// Asks the thread to end at its next cancellation point. Asserts that `handle` is a thread.
+bool TerminateThread(HANDLE handle);
+/// The generated id of the calling thread; a thread not created here gets one at its first call. 0 without memory.
+[[nodiscard]] uint32_t GetCurrentThreadId();
+
+// ---- Events and waits -----------------------------------------------------------------------------------------------
+
+/// A new event; null when out of memory (errno is ENOMEM). `name` must be null (asserted).
+[[nodiscard]] HANDLE CreateEvent(void *attributes, bool manualReset, bool initialState, const char *name);
+bool SetEvent(HANDLE handle);
+bool ResetEvent(HANDLE handle);
+/// Ends the handle's life. A thread's handle goes when both this has been called and the thread has ended.
+bool CloseHandle(HANDLE handle);
+/// A time of 0 is a look that consumes nothing. Null handle: WAIT_FAILED.
+uint32_t WaitForSingleObject(HANDLE handle, uint32_t ms);
+/// Any of the handles: the lowest index that is set, and nothing is consumed. All of them (`waitAll`): one after the
+/// other, each with the whole time `ms`, 0 when all were set, and auto-reset events are consumed.
+uint32_t WaitForMultipleObjects(uint32_t count, const HANDLE *handles, bool waitAll, uint32_t ms);
+
+// ---- Critical sections ----------------------------------------------------------------------------------------------
+
+using CRITICAL_SECTION = pthread_mutex_t *;
+
+void InitializeCriticalSection(CRITICAL_SECTION *cs); ///< a recursive mutex on the heap
+void DeleteCriticalSection(CRITICAL_SECTION *cs);
+inline void EnterCriticalSection(CRITICAL_SECTION *cs) {
+   pthread_mutex_lock(*cs);
+}
+inline void LeaveCriticalSection(CRITICAL_SECTION *cs) {
+   pthread_mutex_unlock(*cs);
+}
+[[nodiscard]] inline bool TryEnterCriticalSection(CRITICAL_SECTION *cs) {
+   return pthread_mutex_trylock(*cs) == 0;
+}
+
+// ---- Interlocked calls: full order ----------------------------------------------------------------------------------
+
+template <typename T>
+T InterlockedIncrement(std::atomic<T> *target) {
+   return target->fetch_add(1) + 1;
+}
+template <typename T>
+T InterlockedDecrement(std::atomic<T> *target) {
+   return target->fetch_sub(1) - 1;
+}
+/// The value found. Required: one attempt only, so that under contention the store may not happen.
+template <typename T>
+T InterlockedExchange(std::atomic<T> *target, T value) {
+   T found = target->load();
+   target->compare_exchange_strong(found, value);
+   return found;
+}
+/// The old value. With 0 and 0 an atomic read.
+template <typename T>
+T InterlockedCompareExchange(std::atomic<T> *target, T value, T comparand) {
+   target->compare_exchange_strong(comparand, value);
+   return comparand;
+}
+
+// ---- Time and last error --------------------------------------------------------------------------------------------
+
+/// Milliseconds of the wall clock, cut to 32 bits: only differences mean anything, and they stay right across the wrap.
+[[nodiscard]] uint32_t GetTickCount();
+void Sleep(uint32_t ms);
+[[nodiscard]] int GetLastError(); ///< errno
