@@ -19,6 +19,7 @@ ALLOWED = {
     "lib/corvanebase": {"osal"},
     "lib/log": {"lib/corvanebase", "osal"},
     "lib/mfw/common": {"osal"},
+    "lib/mfw/messageframework": {"lib/mfw/common"},
     "libs/utils": {"lib/mfw/common", "osal"},
     "libs/mmdr/device": {"lib/corvanebase"},
     "libs/avManager/devices": {"osal", "libs/mmdr/device", "libs/utils", "lib/mfw/common"},

@@ -1,0 +1,3 @@
+#include "bench/RuntimeBench.h"
+
+void StringRows(bench::Report & /*report*/) {}
