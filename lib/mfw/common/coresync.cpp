@@ -21,15 +21,4 @@ corecritsec::~corecritsec() noexcept(false) {
    DeleteCriticalSection(&mMutex);
 }
 
-coresync::coresync(coresyncObject &object)
-    : mObject(object) {
-   mObject.Lock();
-}
-
-coresync::~coresync() {
-   for (; mLockCount > 0; --mLockCount) {
-      mObject.Unlock();
-   }
-}
-
 } // namespace CORE

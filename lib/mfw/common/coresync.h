@@ -14,6 +14,7 @@
 #define MAVR_CAPABILITY(name) MAVR_THREAD_ANNOTATION(capability(name))
 #define MAVR_SCOPED_CAPABILITY MAVR_THREAD_ANNOTATION(scoped_lockable)
 #define MAVR_GUARDED_BY(lock) MAVR_THREAD_ANNOTATION(guarded_by(lock))
+#define MAVR_PT_GUARDED_BY(lock) MAVR_THREAD_ANNOTATION(pt_guarded_by(lock))
 #define MAVR_REQUIRES(...) MAVR_THREAD_ANNOTATION(requires_capability(__VA_ARGS__))
 #define MAVR_ACQUIRE(...) MAVR_THREAD_ANNOTATION(acquire_capability(__VA_ARGS__))
 #define MAVR_RELEASE(...) MAVR_THREAD_ANNOTATION(release_capability(__VA_ARGS__))
@@ -46,17 +47,17 @@ public:
    explicit corecritsec(const char *name = nullptr);
    ~corecritsec() noexcept(false) override;
 
-   void Lock() override {
+   void Lock() override MAVR_ACQUIRE() {
       if (!coreExiting.load(std::memory_order_relaxed)) {
          EnterCriticalSection(&mMutex);
       }
    }
-   void Unlock() override {
+   void Unlock() override MAVR_RELEASE() {
       if (!coreExiting.load(std::memory_order_relaxed)) {
          LeaveCriticalSection(&mMutex);
       }
    }
-   [[nodiscard]] bool TryLock() override {
+   [[nodiscard]] bool TryLock() override MAVR_TRY_ACQUIRE(true) {
       return coreExiting.load(std::memory_order_relaxed) || TryEnterCriticalSection(&mMutex);
    }
 
@@ -67,11 +68,18 @@ private:
 /// Holds a lock for the length of a scope.
 class MAVR_SCOPED_CAPABILITY coresync {
 public:
-   explicit coresync(coresyncObject &object) MAVR_ACQUIRE(object);
+   explicit coresync(coresyncObject &object) MAVR_ACQUIRE(object)
+       : mObject(object) {
+      mObject.Lock();
+   }
    coresync(const coresync &) = delete;
    coresync &operator=(const coresync &) = delete;
    /// An exception on this path ends the process.
-   virtual ~coresync() MAVR_RELEASE();
+   virtual ~coresync() MAVR_RELEASE() {
+      for (; mLockCount > 0; --mLockCount) {
+         mObject.Unlock();
+      }
+   }
 
 private:
    coresyncObject &mObject;
