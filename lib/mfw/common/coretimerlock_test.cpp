@@ -1,0 +1,44 @@
+#include "lib/mfw/common/coretimerlock.h"
+
+#include <gtest/gtest.h>
+#include <thread>
+
+namespace CORE {
+namespace {
+
+bool FreeForAnotherThread() {
+   bool free = false;
+   std::thread([&] {
+      free = coreTimerLock().TryLock();
+      if (free) {
+         coreTimerLock().Unlock();
+      }
+   }).join();
+   return free;
+}
+
+TEST(TimerLock, IsHeldForAScopeAndIsRecursive) {
+   {
+      const coresynctimer hold;
+      const coresynctimer again;
+      EXPECT_FALSE(FreeForAnotherThread());
+   }
+   EXPECT_TRUE(FreeForAnotherThread());
+}
+
+TEST(TimerLock, DoesNothingOnceItIsGone) {
+   static_cast<void>(coreTimerLock());
+   { coretimer_critsec gone; }
+   const coresynctimer hold;
+   EXPECT_TRUE(FreeForAnotherThread());
+}
+
+TEST(TimerLock, DoesNothingWhileTheProcessIsExiting) {
+   coreExiting = true;
+   coreTimerLock().Lock();
+   coreExiting = false;
+   EXPECT_TRUE(FreeForAnotherThread());
+}
+
+} // namespace
+} // namespace CORE
