@@ -47,10 +47,6 @@ Clock &Clock::current() {
 }
 
 bool Clock::waitWhile(const std::atomic<uint32_t> &word, uint32_t value, uint64_t deadlineNs) {
-   if (deadlineNs == kNoDeadline) {
-      waitword::waitWhile(word, value);
-      return true;
-   }
    return waitword::waitWhileUntil(word, value, deadlineNs);
 }
 

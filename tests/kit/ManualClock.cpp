@@ -46,22 +46,40 @@ void ManualClock::EndDueWaits() {
    }
 }
 
+class ManualClock::Place {
+public:
+   Place(ManualClock &clock, const Sleeper &sleeper)
+       : mClock(clock) {
+      {
+         const std::lock_guard<std::mutex> hold(mClock.mMutex);
+         mSelf = mClock.mSleepers.insert(mClock.mSleepers.end(), sleeper);
+      }
+      mClock.mSleepersChanged.notify_all();
+   }
+   Place(const Place &) = delete;
+   Place &operator=(const Place &) = delete;
+   ~Place() {
+      const std::lock_guard<std::mutex> hold(mClock.mMutex);
+      mClock.mSleepers.erase(mSelf);
+   }
+
+private:
+   ManualClock &mClock;
+   std::list<Sleeper>::iterator mSelf;
+};
+
 bool ManualClock::waitWhile(const std::atomic<uint32_t> &word, uint32_t value, uint64_t deadlineNs) {
    if (mJumping.load() && deadlineNs != kNoDeadline && word.load() == value) {
       const uint64_t now = mMonotonicNs.load();
       AdvanceNs(deadlineNs > now ? deadlineNs - now : 0);
       return word.load() != value;
    }
-   std::unique_lock<std::mutex> lock(mMutex);
-   const auto self = mSleepers.insert(mSleepers.end(), Sleeper{&word, deadlineNs});
-   lock.unlock();
-   mSleepersChanged.notify_all();
-   const bool due = mMonotonicNs.load() >= deadlineNs;
-   if (!due) {
-      osal::waitword::waitWhile(word, value);
+   {
+      const Place place(*this, Sleeper{&word, deadlineNs});
+      if (mMonotonicNs.load() < deadlineNs) {
+         osal::waitword::waitWhileUntil(word, value, kNoDeadline);
+      }
    }
-   lock.lock();
-   mSleepers.erase(self);
    return word.load() != value || mMonotonicNs.load() < deadlineNs;
 }
 

@@ -50,6 +50,9 @@ private:
       uint64_t deadlineNs;
    };
 
+   /// A wait's place in the list; a cancelled thread leaves it too.
+   class Place;
+
    void EndDueWaits();
    std::atomic<uint64_t> mMonotonicNs;
    std::atomic<int64_t> mWallUs;

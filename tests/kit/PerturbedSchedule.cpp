@@ -10,6 +10,7 @@
 #include <cstring>
 #include <filesystem>
 #include <gtest/gtest.h>
+#include <pthread.h>
 #include <random>
 #include <system_error>
 #include <thread>
@@ -43,6 +44,8 @@ void Perturb() {
       tPlace = {schedule, gThreads.fetch_add(1), 0};
    }
    const PerturbedSchedule::Step step = PerturbedSchedule::Decide(gSeed.load(), tPlace.thread, tPlace.step++);
+   int cancelState = PTHREAD_CANCEL_ENABLE; // a rest must not be a cancellation point where the place itself is none
+   pthread_setcancelstate(PTHREAD_CANCEL_DISABLE, &cancelState);
    switch (step.kind) {
    case PerturbedSchedule::Step::Kind::GoOn:
       break;
@@ -53,6 +56,7 @@ void Perturb() {
       std::this_thread::sleep_for(std::chrono::microseconds(step.restUs));
       break;
    }
+   pthread_setcancelstate(cancelState, nullptr);
 }
 
 uint64_t ChosenSeed() {

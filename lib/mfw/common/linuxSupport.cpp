@@ -5,6 +5,7 @@
 
 #include "osal/Clock.h"
 
+#include <algorithm>
 #include <cassert>
 #include <cerrno>
 #include <cstdlib>
@@ -83,31 +84,40 @@ uint32_t WaitForSingleObject(HANDLE handle, uint32_t ms) {
 
 namespace {
 
+// Required: the timed form also for a time of 0, so that the handles are consumed, one after the other.
 uint32_t WaitForAll(uint32_t count, const HANDLE *handles, uint32_t ms) {
    for (uint32_t i = 0; i < count; ++i) {
-      if (WaitForSingleObject(handles[i], ms) != WAIT_OBJECT_0) {
+      if (handles[i] == nullptr || !handles[i]->DoWait(osal::Clock::current().deadlineAfterMs(ms))) {
          return WAIT_TIMEOUT;
       }
    }
    return WAIT_OBJECT_0;
 }
 
-} // namespace
-
-uint32_t WaitForMultipleObjects(uint32_t count, const HANDLE *handles, bool waitAll, uint32_t ms) {
-   if (waitAll) {
-      return WaitForAll(count, handles, ms);
-   }
-   for (uint32_t i = 0; i < count; ++i) {
-      if (handles[i] == nullptr) {
-         return WAIT_FAILED;
-      }
+uint32_t WaitForAny(uint32_t count, const HANDLE *handles, uint32_t ms) {
+   const bool forEver = count == 0 && ms == INFINITE;
+   if (forEver || std::find(handles, handles + count, nullptr) != handles + count) {
+      return WAIT_FAILED;
    }
    if (const auto first = MultiWait::FirstSignalled(count, handles); first || ms == 0) {
       return first.value_or(WAIT_TIMEOUT);
    }
+   const uint64_t deadlineNs = osal::Clock::current().deadlineAfterMs(ms);
    MultiWait wait(count, handles);
-   return wait.Wait(osal::Clock::current().deadlineAfterMs(ms)).value_or(WAIT_TIMEOUT);
+   if (!wait.Listed()) {
+      errno = ENOMEM;
+      return WAIT_FAILED;
+   }
+   return wait.Wait(deadlineNs).value_or(WAIT_TIMEOUT);
+}
+
+} // namespace
+
+uint32_t WaitForMultipleObjects(uint32_t count, const HANDLE *handles, bool waitAll, uint32_t ms) {
+   if (count > 0 && handles == nullptr) {
+      return WAIT_FAILED;
+   }
+   return waitAll ? WaitForAll(count, handles, ms) : WaitForAny(count, handles, ms);
 }
 
 // ---- Critical sections ----------------------------------------------------------------------------------------------

@@ -30,8 +30,11 @@ inline constexpr uint32_t CREATE_SUSPENDED = 1; ///< bit of _beginthreadex's fla
 /// generated id, 1 and above.
 [[nodiscard]] HANDLE _beginthreadex(void *security, uint32_t stack, platforms::ThreadStart start, void *argument,
                                     uint32_t flags, uint32_t *outId);
+/// Ends the calling thread (pthread_exit); its handle is set. `value` goes nowhere: nobody joins.
 [[noreturn]] void ExitThread(uint32_t value);
-/// Asks the thread to end at its next cancellation point. Asserts that `handle` is a thread.
+/// Asks the thread to end at its next cancellation point (pthread_cancel): a wait, Sleep, or a call of the system that
+/// is one. False once it has ended. Its stack is unwound where the system does that (Linux); elsewhere a wait is no
+/// such point and goes on. Asserts that `handle` is a thread.
 bool TerminateThread(HANDLE handle);
 /// The generated id of the calling thread; a thread not created here gets one at its first call. 0 without memory.
 [[nodiscard]] uint32_t GetCurrentThreadId();
@@ -40,14 +43,21 @@ bool TerminateThread(HANDLE handle);
 
 /// A new event; null when out of memory (errno is ENOMEM). `name` must be null (asserted).
 [[nodiscard]] HANDLE CreateEvent(void *attributes, bool manualReset, bool initialState, const char *name);
+/// Sets it and wakes: everyone who waits for a manual-reset event; else one single wait and one multiple wait picked at
+/// random. True. Asserts on a null handle.
 bool SetEvent(HANDLE handle);
+/// Clears it. True. Asserts on a null handle.
 bool ResetEvent(HANDLE handle);
 /// Ends the handle's life. A thread's handle goes when both this has been called and the thread has ended.
 bool CloseHandle(HANDLE handle);
 /// A time of 0 is a look that consumes nothing. Null handle: WAIT_FAILED.
 uint32_t WaitForSingleObject(HANDLE handle, uint32_t ms);
-/// Any of the handles: the lowest index that is set, and nothing is consumed. All of them (`waitAll`): one after the
-/// other, each with the whole time `ms`, 0 when all were set, and auto-reset events are consumed.
+/// Any of the handles: the lowest index that is set, and nothing is consumed. WAIT_TIMEOUT after `ms`, and also, before
+/// that, when the wait was woken and no handle is set any more. WAIT_FAILED for a null handle, for an endless wait for
+/// none, and (errno is ENOMEM) without memory to put the wait on the handles' lists.
+/// All of them (`waitAll`): one after the other, each with the whole time `ms`, 0 when all were set; auto-reset events
+/// are consumed, also by a time of 0, and stay so when a later one is not set. WAIT_TIMEOUT at the first that fails.
+/// Null `handles` for a `count` above 0: WAIT_FAILED.
 uint32_t WaitForMultipleObjects(uint32_t count, const HANDLE *handles, bool waitAll, uint32_t ms);
 
 // ---- Critical sections ----------------------------------------------------------------------------------------------

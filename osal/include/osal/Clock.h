@@ -32,8 +32,8 @@ public:
 
    /// Sleeps as osal::waitword::waitWhile does, but not beyond `deadlineNs` of monotonicNs: false once that moment is
    /// reached, true otherwise (woken, the word has changed, or without a reason: look again). kNoDeadline waits without
-   /// limit. Wakers use waitword::wakeOne and wakeAll. Keeps errno. A clock that does not override it waits in the
-   /// system's time.
+   /// limit. Wakers use waitword::wakeOne and wakeAll. Keeps errno. A cancellation point where
+   /// waitword::waitWhileUntil is one. A clock that does not override it waits in the system's time.
    virtual bool waitWhile(const std::atomic<uint32_t> &word, uint32_t value, uint64_t deadlineNs);
 
    static constexpr uint64_t kNoDeadline = UINT64_MAX;

@@ -1,30 +1,36 @@
 #include "lib/mfw/common/platforms/multiWait.h"
 
+#include "osal/SchedulePoint.h"
+
 namespace platforms {
 
 MultiWait::MultiWait(uint32_t count, WindowsHandle *const *handles)
     : mCount(count)
     , mHandles(handles) {
-   for (uint32_t i = 0; i < mCount; ++i) {
-      mHandles[i]->AddWaiter(&mCondition);
+   while (mListed < mCount && mHandles[mListed]->AddWaiter(&mCondition)) {
+      ++mListed;
    }
 }
 
+// Taking the mutex of each handle also awaits whoever has just signalled this wait: its condition may go then.
 MultiWait::~MultiWait() {
-   for (uint32_t i = 0; i < mCount; ++i) {
-      mHandles[i]->RemoveWaiter(&mCondition);
+   for (uint32_t i = 0; i < mListed; ++i) {
+      mHandles[i]->RemoveWaiter(&mCondition, mFound && mHandles[*mFound] == mHandles[i]);
    }
 }
 
+// Required: one wake-up is the end, also when the handle that it came from is no longer set by now.
 std::optional<uint32_t> MultiWait::Wait(uint64_t deadlineNs) {
-   for (bool inTime = true;;) {
-      const uint32_t ticket = mCondition.Ticket();
-      const std::optional<uint32_t> first = FirstSignalled(mCount, mHandles);
-      if (first || !inTime) {
-         return first;
+   const uint32_t ticket = mCondition.Ticket();
+   mFound = FirstSignalled(mCount, mHandles);
+   if (!mFound) {
+      osal::schedulePoint();
+      mSignalled = mCondition.TimedWait(ticket, deadlineNs);
+      if (mSignalled) {
+         mFound = FirstSignalled(mCount, mHandles);
       }
-      inTime = mCondition.TimedWait(ticket, deadlineNs);
    }
+   return mFound;
 }
 
 std::optional<uint32_t> MultiWait::FirstSignalled(uint32_t count, WindowsHandle *const *handles) {

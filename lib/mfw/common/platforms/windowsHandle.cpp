@@ -1,15 +1,36 @@
 #include "lib/mfw/common/platforms/windowsHandle.h"
 
+#include "lib/mfw/common/logger.h"
+
 #include "osal/Clock.h"
 #include "osal/SchedulePoint.h"
 #include "osal/WaitWord.h"
 
 #include <algorithm>
 #include <cstdlib>
+#include <new>
 
 namespace platforms {
 
 // ---- PthreadCondition -----------------------------------------------------------------------------------------------
+
+// Counts a thread in while it may sleep; a cancelled one too is counted out.
+//
+// A waiter counts itself in before it looks at the sequence (in waitWhile); a waker moves the sequence before it looks
+// at the count. So one of the two sees the other.
+class PthreadCondition::Sleeper {
+public:
+   explicit Sleeper(std::atomic<uint32_t> &sleepers)
+       : mSleepers(sleepers) {
+      mSleepers.fetch_add(1);
+   }
+   Sleeper(const Sleeper &) = delete;
+   Sleeper &operator=(const Sleeper &) = delete;
+   ~Sleeper() { mSleepers.fetch_sub(1); }
+
+private:
+   std::atomic<uint32_t> &mSleepers;
+};
 
 void PthreadCondition::Broadcast() {
    mSequence.fetch_add(1);
@@ -28,22 +49,23 @@ void PthreadCondition::Signal() {
    }
 }
 
-void PthreadCondition::Wait(uint32_t ticket) {
-   TimedWait(ticket, osal::Clock::kNoDeadline);
+bool PthreadCondition::Wait(uint32_t ticket) {
+   return TimedWait(ticket, osal::Clock::kNoDeadline);
 }
 
-// A waiter counts itself in before it looks at the sequence (in waitWhile); a waker moves the sequence before it looks
-// at the count. So one of the two sees the other.
 bool PthreadCondition::TimedWait(uint32_t ticket, uint64_t deadlineNs) {
-   bool inTime = true;
-   if (!mSignalled.load()) {
-      mSleepers.fetch_add(1);
-      osal::schedulePoint();
-      inTime = osal::Clock::current().waitWhile(mSequence, ticket, deadlineNs);
-      mSleepers.fetch_sub(1);
+   if (mSignalled.exchange(false)) {
+      return true;
    }
+   {
+      const Sleeper counted(mSleepers);
+      osal::schedulePoint();
+      while (mSequence.load() == ticket && osal::Clock::current().waitWhile(mSequence, ticket, deadlineNs)) {
+      }
+   }
+   const bool woken = mSequence.load() != ticket;
    mSignalled.store(false);
-   return inTime;
+   return woken;
 }
 
 void PthreadCondition::Reset() {
@@ -51,6 +73,29 @@ void PthreadCondition::Reset() {
 }
 
 // ---- WindowsHandle --------------------------------------------------------------------------------------------------
+
+// A single wait's presence from before its last look until it has its answer; also when it is cancelled in between.
+class WindowsHandle::Attendance {
+public:
+   explicit Attendance(WindowsHandle &handle)
+       : mHandle(handle) {
+      const std::lock_guard<std::mutex> hold(mHandle.mMutex);
+      mHandle.Attend();
+   }
+   Attendance(const Attendance &) = delete;
+   Attendance &operator=(const Attendance &) = delete;
+   ~Attendance() {
+      const std::lock_guard<std::mutex> hold(mHandle.mMutex);
+      mHandle.Leave();
+      // Left over only by a cancelled waiter: the wake-up that it got goes on to another.
+      if (mHandle.mAttending != 0 && !mHandle.IsManualReset() && mHandle.IsSignalled()) {
+         mHandle.mCondition.Signal();
+      }
+   }
+
+private:
+   WindowsHandle &mHandle;
+};
 
 void WindowsHandle::Close() {
    {
@@ -62,67 +107,117 @@ void WindowsHandle::Close() {
 }
 
 void WindowsHandle::Set() {
+   if (SetUnattended()) {
+      return;
+   }
    const std::lock_guard<std::mutex> hold(mMutex);
-   mSignalled.store(true);
+   mState.fetch_or(kSet);
    osal::schedulePoint();
    if (IsManualReset()) {
       mCondition.Broadcast();
    } else {
       mCondition.Signal();
    }
-   if (!mWaiters.empty()) {
-      WakeMultipleWaits();
+   WakeMultipleWaits();
+}
+
+// A word that is set already is written again all the same: what the setter did before must be seen by whoever
+// consumes the signal.
+bool WindowsHandle::SetUnattended() {
+   uint32_t found = mState.load(std::memory_order_relaxed);
+   while ((found & kAttended) == 0) {
+      if (mState.compare_exchange_weak(found, kSet)) {
+         return true;
+      }
    }
+   return false;
 }
 
 void WindowsHandle::Reset() {
-   const std::lock_guard<std::mutex> hold(mMutex);
-   ClearWord();
+   mState.fetch_and(~kSet);
+   mCondition.Reset();
 }
 
-void WindowsHandle::ClearWord() {
-   mSignalled.store(false);
-   mCondition.Reset();
+bool WindowsHandle::ConsumeWord() {
+   return (mState.fetch_and(~kSet) & kSet) != 0;
+}
+
+void WindowsHandle::Attend() {
+   ++mAttending;
+   mState.fetch_or(kAttended);
+}
+
+void WindowsHandle::Leave() {
+   if (--mAttending == 0) {
+      mState.fetch_and(~kAttended);
+   }
 }
 
 void WindowsHandle::WakeMultipleWaits() {
    if (IsManualReset()) {
       for (PthreadCondition *const waiter : mWaiters) {
+         if (!IsSignalled()) {
+            return;
+         }
          waiter->Signal();
       }
       return;
    }
-   constexpr double kPerDraw = 3000.0 / 2147483648.0;
-   const auto draw = static_cast<size_t>(std::rand() * kPerDraw) + 1;
-   mWaiters[draw % mWaiters.size()]->Signal();
+   if (!mWaiters.empty()) {
+      constexpr double kPerDraw = 3000.0 / 2147483648.0;
+      const auto draw = static_cast<size_t>(std::rand() * kPerDraw) + 1;
+      mPicked = mWaiters[draw % mWaiters.size()];
+      mPicked->Signal();
+   }
 }
 
 bool WindowsHandle::DoWait(uint64_t deadlineNs) {
+   if (IsSignalled() && Satisfied()) {
+      return true;
+   }
+   osal::schedulePoint();
+   const Attendance attendance(*this);
    for (bool inTime = true;;) {
-      std::unique_lock<std::mutex> lock(mMutex);
-      if (mSignalled.load() && Satisfied()) {
+      // Taken before the look: a signal after the look ends the wait, so none is lost.
+      const uint32_t ticket = mCondition.Ticket();
+      if (IsSignalled() && Satisfied()) {
          return true;
       }
       if (!inTime) {
+         if (deadlineNs == osal::Clock::kNoDeadline) {
+            MAVR_LOG_DEBUG("DoWait: Failed!!\n");
+         }
          return false;
       }
-      // Taken under the mutex: a signal after this look ends the wait, so none is lost.
-      const uint32_t ticket = mCondition.Ticket();
-      lock.unlock();
+      osal::schedulePoint();
       inTime = mCondition.TimedWait(ticket, deadlineNs);
    }
 }
 
-void WindowsHandle::AddWaiter(PthreadCondition *waiter) {
+bool WindowsHandle::AddWaiter(PthreadCondition *waiter) {
    const std::lock_guard<std::mutex> hold(mMutex);
-   mWaiters.push_back(waiter);
+   try {
+      mWaiters.push_back(waiter);
+   } catch (const std::bad_alloc &) {
+      return false;
+   }
+   Attend();
+   return true;
 }
 
-void WindowsHandle::RemoveWaiter(PthreadCondition *leaving) {
+void WindowsHandle::RemoveWaiter(PthreadCondition *leaving, bool used) {
    const std::lock_guard<std::mutex> hold(mMutex);
-   mWaiters.erase(std::remove(mWaiters.begin(), mWaiters.end(), leaving), mWaiters.end());
-   if (mSignalled.load() && !mWaiters.empty()) {
-      WakeMultipleWaits();
+   const auto self = std::find(mWaiters.begin(), mWaiters.end(), leaving);
+   if (self == mWaiters.end()) {
+      return;
+   }
+   mWaiters.erase(self);
+   Leave();
+   if (mPicked == leaving) {
+      mPicked = nullptr;
+      if (!used && IsSignalled()) {
+         WakeMultipleWaits();
+      }
    }
 }
 
@@ -136,10 +231,7 @@ WindowsEvent::WindowsEvent(bool manualReset, bool initialState)
 }
 
 bool WindowsEvent::Satisfied() {
-   if (!mManualReset) {
-      ClearWord();
-   }
-   return true;
+   return mManualReset || ConsumeWord();
 }
 
 } // namespace platforms

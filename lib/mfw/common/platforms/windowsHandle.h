@@ -9,10 +9,10 @@ namespace platforms {
 
 /// A condition variable for events: wakes threads, remembers at most one Signal.
 ///
-/// No wake-up is lost: who is going to wait takes a Ticket while it looks at its own state, and a Signal or Broadcast
+/// No wake-up is lost: who is going to wait takes a Ticket before it looks at its own state, and a Signal or Broadcast
 /// after that moment ends the wait, even when it comes before the waiter is asleep. Nobody waiting costs no system
 /// call. Owner: the handle or the wait that it is part of. Threads: any thread. Locks: none. Life cycle: no thread may
-/// be inside Wait when it goes.
+/// be inside a call when it goes.
 class PthreadCondition {
 public:
    PthreadCondition() = default;
@@ -23,8 +23,9 @@ public:
    /// Wakes all who hold a ticket. Leaves no mark: who takes a ticket later is not woken by it.
    virtual void Broadcast();
    /// Waits until a Signal or Broadcast that came after `ticket` was taken, or takes the mark that a Signal has left.
-   /// May also return without a reason. Clears the mark.
-   virtual void Wait(uint32_t ticket);
+   /// Clears the mark. False when the wait failed: the clock in force has ended it without a reason. The system's clock
+   /// never does.
+   virtual bool Wait(uint32_t ticket);
    /// The same, but not beyond `deadlineNs` of the clock's monotonicNs: false then.
    virtual bool TimedWait(uint32_t ticket, uint64_t deadlineNs);
    /// Takes back the mark of a Signal that nobody has consumed.
@@ -36,6 +37,8 @@ public:
    [[nodiscard]] uint32_t Ticket() const { return mSequence.load(); }
 
 private:
+   class Sleeper;
+
    std::atomic<uint32_t> mSequence{0}; // grows with each Signal and Broadcast; what waiters sleep on
    std::atomic<uint32_t> mSleepers{0};
    std::atomic<bool> mSignalled{false};
@@ -43,9 +46,12 @@ private:
 
 /// What can be waited for: the base of events and threads, and the HANDLE of the calls in linuxSupport.h.
 ///
-/// Owner: whoever created it, until CloseHandle. Threads: any thread, all methods; Close while no thread waits on it.
-/// Locks: mMutex guards the word and the list of multiple waits; a multiple wait takes the mutexes of its handles one
-/// at a time. No wait happens under it. Life cycle: created -> Close, which deletes it.
+/// Owner: whoever created it, until CloseHandle. Threads: any thread, all methods. Close while no thread waits on it;
+/// a thread that was let through may close it at once, even while the one who set it is still on its way out.
+/// Locks: mMutex guards the list of multiple waits and who attends; a multiple wait takes the mutexes of its handles
+/// one at a time. The word itself is changed in single steps: without the mutex only while nobody attends, so that who
+/// sets it touches the handle no more after the step that lets a waiter through. No wait happens under the mutex.
+/// Life cycle: created -> Close, which deletes it.
 class WindowsHandle {
 public:
    WindowsHandle() = default;
@@ -53,8 +59,8 @@ public:
    WindowsHandle &operator=(const WindowsHandle &) = delete;
    virtual ~WindowsHandle() = default;
 
-   /// Called under the mutex when a single wait has found the word set: an auto-reset event consumes it here, so that
-   /// test and reset are one step. False lets the wait go on.
+   /// Called when a single wait has found the word set: an auto-reset event consumes it here, test and reset in one
+   /// step. False, when another thread was quicker, lets the wait go on.
    virtual bool Satisfied() { return true; }
    /// Whether a signal lets all waiters through (true) or one (false).
    [[nodiscard]] virtual bool IsManualReset() const { return false; }
@@ -62,31 +68,46 @@ public:
    virtual void Close();
 
    /// Sets the word and wakes: all waiters when manual, else one single wait and one multiple wait picked at random.
+   /// No lock and no system call while nobody waits.
    void Set();
    /// Clears the word.
    void Reset();
    /// The word as it is; consumes nothing.
-   [[nodiscard]] bool IsSignalled() const { return mSignalled.load(); }
+   [[nodiscard]] bool IsSignalled() const { return (mState.load() & kSet) != 0; }
 
-   /// Waits until the word is set and Satisfied agrees; false when `deadlineNs` came first.
+   /// Waits until the word is set and Satisfied agrees; false when `deadlineNs` came first. An endless wait
+   /// (osal::Clock::kNoDeadline) that fails logs so at DEBUG. A cancellation point: a cancelled waiter leaves nothing
+   /// behind, and a signal that had woken it goes to another one.
    bool DoWait(uint64_t deadlineNs);
 
-   /// A multiple wait puts itself on the list, and off it again. A signal that was meant for `leaving`, and that it has
-   /// no use for, goes on to another one.
-   void AddWaiter(PthreadCondition *waiter);
-   void RemoveWaiter(PthreadCondition *leaving);
+   /// A multiple wait puts itself on the list: false, and it is not on it, when out of memory.
+   [[nodiscard]] bool AddWaiter(PthreadCondition *waiter);
+   /// Takes it off again. When `leaving` was the one picked for a signal, and it has `used` it not (its time was over,
+   /// or another handle came first), another one is picked.
+   void RemoveWaiter(PthreadCondition *leaving, bool used);
 
 protected:
-   /// Clears word and mark; for Satisfied, under the mutex.
-   void ClearWord();
+   /// Clears the word if it is set, in one step: whether it was.
+   bool ConsumeWord();
+
+   std::vector<PthreadCondition *> mWaiters; // multiple waits; guarded by mMutex
+   std::mutex mMutex;
 
 private:
+   class Attendance;
+
+   static constexpr uint32_t kSet = 1;      // the word
+   static constexpr uint32_t kAttended = 2; // a wait is on the list or about to sleep: Set has to look for whom to wake
+
+   bool SetUnattended();
+   void Attend();
+   void Leave();
    void WakeMultipleWaits();
 
-   std::vector<PthreadCondition *> mWaiters;
-   std::mutex mMutex;
    PthreadCondition mCondition;
-   std::atomic<bool> mSignalled{false};
+   std::atomic<uint32_t> mState{0};
+   uint32_t mAttending = 0;             // single waits beyond their first look, and mWaiters; guarded by mMutex
+   PthreadCondition *mPicked = nullptr; // the multiple wait that the last signal went to; guarded by mMutex
 };
 
 /// An event. Auto-reset (not manual): a single wait that takes any time consumes the signal; a look with time 0 and a

@@ -2,6 +2,8 @@
 
 #include "lib/mfw/common/logger.h"
 
+#include "osal/SchedulePoint.h"
+
 #include <cerrno>
 #include <cstdlib>
 #include <new>
@@ -50,7 +52,6 @@ WindowsThread *WindowsThread::Create(ThreadStart start, void *argument) {
    }
    const uint32_t id = thread->mId;
    pthread_t created{};
-   // From here on the thread owns its half: the object may be gone when the call returns only if the creator closes it.
    const int error = pthread_create(&created, nullptr, Trampoline, thread);
    if (error != 0) {
       MAVR_LOG_ERROR("Error creating WindowsThread. Generated Id = %d. Error No: %d", static_cast<int>(id), error);
@@ -58,8 +59,7 @@ WindowsThread *WindowsThread::Create(ThreadStart start, void *argument) {
       errno = error;
       return nullptr;
    }
-   thread->mThread = created;
-   thread->mCreated = true;
+   thread->NoteCreated(created);
    MAVR_LOG_TRACE("Created WindowsThread. Id = %lu. Generated Id = %d", static_cast<unsigned long>(created),
                   static_cast<int>(id));
    return thread;
@@ -71,7 +71,16 @@ void WindowsThread::Close() {
    }
 }
 
+// The thread may be past its end by now, and its number another's.
+void WindowsThread::NoteCreated(pthread_t created) {
+   const std::lock_guard<std::mutex> hold(mMutex);
+   mThread = created;
+   mCreated = !mEnded;
+}
+
+// Under the mutex that the ending thread takes too: while it is held the number stays the thread's.
 bool WindowsThread::Cancel() {
+   const std::lock_guard<std::mutex> hold(mMutex);
    return mCreated && pthread_cancel(mThread) == 0;
 }
 
@@ -91,7 +100,15 @@ void *WindowsThread::Trampoline(void *self) {
 
 void WindowsThread::ExitHook(void *self) {
    auto *const thread = static_cast<WindowsThread *>(self);
+   pthread_setcancelstate(PTHREAD_CANCEL_DISABLE, nullptr); // the end has begun; nothing interrupts it
+   {
+      const std::lock_guard<std::mutex> hold(thread->mMutex);
+      thread->mCreated = false;
+      thread->mEnded = true;
+   }
+   osal::schedulePoint();
    thread->Set();
+   osal::schedulePoint();
    thread->Close();
 }
 
