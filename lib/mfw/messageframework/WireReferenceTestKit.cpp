@@ -1,6 +1,10 @@
 #include "lib/mfw/messageframework/WireReferenceTestKit.h"
 
+#include "lib/mfw/common/logger.h"
+
+#include <algorithm>
 #include <array>
+#include <cstring>
 
 namespace wirereference {
 namespace {
@@ -170,6 +174,40 @@ void ReadUtf16(std::u16string_view units, Outcome &outcome) {
       Encode(0x10000 + (unit - 0xD800) * 0x400 + (next - 0xDC00), outcome.bytes);
    }
    outcome.succeeds = true;
+}
+
+Recorder::Recorder() {
+   logger::Init(&Recorder::Receive);
+   Clear();
+}
+
+Recorder::~Recorder() {
+   logger::Release();
+}
+
+bool Recorder::Are(const std::vector<Line> &expected) const {
+   return sCount == expected.size() && sCount <= sLines.size() &&
+          std::equal(expected.begin(), expected.end(), sLines.begin(), [](const Line &line, const Logged &logged) {
+             return line.level == logged.level && logged.View() == line.text;
+          });
+}
+
+std::string Recorder::Dump() const {
+   std::string all;
+   for (size_t i = 0; i < std::min(sCount, sLines.size()); ++i) {
+      all.append(std::to_string(sLines[i].level)).append(" ").append(sLines[i].View()).append("\n");
+   }
+   return all;
+}
+
+void Recorder::Receive(const char *text, int level) {
+   if (sCount < sLines.size()) {
+      Logged &line = sLines[sCount];
+      line.level = level;
+      line.size = std::min(std::strlen(text) - 1, line.text.size()); // without the line feed
+      std::memcpy(line.text.data(), text, line.size);
+   }
+   ++sCount;
 }
 
 } // namespace wirereference

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <array>
 #include <cstddef>
 #include <cstdint>
 #include <string>
@@ -30,5 +31,32 @@ struct Outcome {
 void WriteUtf16(std::string_view text, size_t bytesLeft, Outcome &outcome);
 /// UTF-16 units as UTF-8; fills bytes and lines.
 void ReadUtf16(std::u16string_view units, Outcome &outcome);
+
+/// Takes the component log, as the callback of `logger`, and keeps its first messages without allocating.
+/// Owner: the test, one at a time. Threads: one.
+class Recorder {
+public:
+   Recorder();
+   ~Recorder();
+   Recorder(const Recorder &) = delete;
+   Recorder &operator=(const Recorder &) = delete;
+
+   void Clear() { sCount = 0; }
+   /// Whether exactly these came, in this order.
+   [[nodiscard]] bool Are(const std::vector<Line> &expected) const;
+   [[nodiscard]] std::string Dump() const;
+
+private:
+   struct Logged {
+      int level;
+      size_t size;
+      std::array<char, 120> text;
+      [[nodiscard]] std::string_view View() const { return {text.data(), size}; }
+   };
+   static void Receive(const char *text, int level);
+
+   inline static std::array<Logged, 8> sLines;
+   inline static size_t sCount = 0;
+};
 
 } // namespace wirereference

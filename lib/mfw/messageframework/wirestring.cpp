@@ -12,8 +12,9 @@ namespace CORE {
 namespace {
 
 constexpr size_t kUnitSize = sizeof(uint16_t);
-constexpr size_t kMostBytesOfUnit = 4;
-constexpr size_t kShortUnits = 256; // up to so many units are re-encoded on the stack
+constexpr size_t kMostBytes = 4;       // of a code point
+constexpr size_t kMostBytesOfUnit = 3; // a pair is of two units
+constexpr size_t kShortUnits = 256;    // up to so many units are re-encoded on the stack
 
 // The whole of the source into the target, both at their start; adds the units written.
 [[nodiscard]] bool ReencodeToUtf16(const uint8_t *source, const uint8_t *sourceEnd, uint8_t *target,
@@ -42,26 +43,40 @@ constexpr size_t kShortUnits = 256; // up to so many units are re-encoded on the
    }
 }
 
-// The same the other way; adds the bytes written.
-[[nodiscard]] bool ReencodeToUtf8(const uint8_t *source, const uint8_t *sourceEnd, uint8_t *target,
-                                  const uint8_t *targetEnd, size_t &bytes) {
-   for (uint8_t *const start = target;;) {
-      const RunProgress run = RunUtf16ToUtf8(source, static_cast<size_t>(sourceEnd - source), target,
-                                             static_cast<size_t>(targetEnd - target));
-      source += run.mRead;
-      target += run.mWritten;
-      if (source == sourceEnd) {
-         bytes += static_cast<size_t>(target - start);
-         return true;
+// Where a re-encoding to UTF-8 has come.
+struct Utf8Place {
+   const uint8_t *source;
+   const uint8_t *sourceEnd;
+   uint8_t *target;
+   const uint8_t *targetEnd;
+
+   [[nodiscard]] size_t UnitsLeft() const { return static_cast<size_t>(sourceEnd - source) / kUnitSize; }
+};
+
+enum class Reencoded { Whole, NoRoom, Broken };
+
+// NoRoom: fewer than 4 bytes are left of the target, and something of the source.
+[[nodiscard]] Reencoded ReencodeToUtf8(Utf8Place &at) {
+   for (;;) {
+      const size_t room = static_cast<size_t>(at.targetEnd - at.target);
+      const RunProgress run = RunUtf16ToUtf8(at.source, static_cast<size_t>(at.sourceEnd - at.source), at.target, room);
+      at.source += run.mRead;
+      at.target += run.mWritten;
+      if (at.source == at.sourceEnd) {
+         return Reencoded::Whole;
+      }
+      if (room - run.mWritten < kMostBytes) {
+         return Reencoded::NoRoom;
       }
       uint32_t codePoint = 0;
       size_t used = 0;
       size_t written = 0;
-      if (!DecodeUtf16(source, sourceEnd, codePoint, used) || !EncodeUtf8(codePoint, target, targetEnd, written)) {
-         return false;
+      if (!DecodeUtf16(at.source, at.sourceEnd, codePoint, used) ||
+          !EncodeUtf8(codePoint, at.target, at.targetEnd, written)) {
+         return Reencoded::Broken;
       }
-      source += used * kUnitSize;
-      target += written;
+      at.source += used * kUnitSize;
+      at.target += written;
    }
 }
 
@@ -101,29 +116,39 @@ constexpr size_t kShortUnits = 256; // up to so many units are re-encoded on the
 
 // What most strings of a channel are: short, and then without a block of their own on the way.
 [[nodiscard]] bool AssignShort(corestring &outString, const uint8_t *source, size_t size) {
-   std::array<uint8_t, kShortUnits * kMostBytesOfUnit> buffer;
-   size_t bytes = 0;
-   if (!ReencodeToUtf8(source, source + size, buffer.data(), buffer.data() + buffer.size(), bytes)) {
+   std::array<uint8_t, kShortUnits * kMostBytesOfUnit + kMostBytes> buffer;
+   Utf8Place at{source, source + size, buffer.data(), buffer.data() + buffer.size()};
+   if (ReencodeToUtf8(at) != Reencoded::Whole) {
       return false;
    }
-   outString.Assign(reinterpret_cast<const char *>(buffer.data()), static_cast<ptrdiff_t>(bytes));
+   outString.Assign(reinterpret_cast<const char *>(buffer.data()), at.target - buffer.data());
    return true;
 }
 
-// Into a block that becomes the string's, cut to size in place.
+// Into a block that becomes the string's, cut to size in place. It begins with room for ASCII and grows once at most: a
+// block for the worst case costs more, in fresh pages, than all of the work.
 [[nodiscard]] bool AssignLong(corestring &outString, const uint8_t *source, size_t size) {
-   const size_t room = size / kUnitSize * kMostBytesOfUnit;
    corestring text;
-   text.SetLength(room);
+   text.SetLength(size / kUnitSize + kMostBytes);
    if (outString.IsSecure()) {
       text.SetSecure();
    }
-   auto *const target = reinterpret_cast<uint8_t *>(text.Data());
-   size_t bytes = 0;
-   if (!ReencodeToUtf8(source, source + size, target, target + room, bytes)) {
+   const auto bytesOf = [&text] {
+      return reinterpret_cast<uint8_t *>(text.Data());
+   };
+   Utf8Place at{source, source + size, bytesOf(), bytesOf() + text.Length()};
+   Reencoded done = ReencodeToUtf8(at);
+   if (done == Reencoded::NoRoom) {
+      const auto written = static_cast<size_t>(at.target - bytesOf());
+      text.SetLength(written + at.UnitsLeft() * kMostBytesOfUnit + kMostBytes, true);
+      at.target = bytesOf() + written;
+      at.targetEnd = bytesOf() + text.Length();
+      done = ReencodeToUtf8(at);
+   }
+   if (done != Reencoded::Whole) {
       return false;
    }
-   text.SetLength(bytes, true);
+   text.SetLength(static_cast<size_t>(at.target - bytesOf()), true);
    outString = std::move(text);
    return true;
 }
