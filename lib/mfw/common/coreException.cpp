@@ -50,10 +50,11 @@ corestring Describe(const coreException &exception) {
    system.TrimLeft(" \t\r\n");
    system.TrimRight(" \t\r\n");
    corestring number;
-   if (code > 0) {
+   if (code >= 0) {
       number.Format("%d", code);
    } else {
-      number.Format("0x%p", reinterpret_cast<void *>(static_cast<intptr_t>(code)));
+      // Required: "0x" in front of %p, which brings one of its own here. The 32 bits of the code, as others list it.
+      number.Format("0x%p", reinterpret_cast<void *>(uintptr_t{static_cast<uint32_t>(code)}));
    }
    text.Append(", Error = ");
    text.Append(number);

@@ -33,8 +33,8 @@ private:
    std::unique_ptr<char, Freed> mMessage;
 };
 
-/// For people: the message, then ", Error = CODE (TEXT OF THE SYSTEM)" for a code other than 0; a code below 0 is shown
-/// as an address.
+/// For people: the message, then ", Error = CODE (TEXT OF THE SYSTEM)" for a code other than 0: ", Error = 5
+/// (Input/output error)". A code below 0 is shown as an address. Throws coreException("OutOfMem").
 [[nodiscard]] corestring Describe(const coreException &exception);
 
 } // namespace CORE

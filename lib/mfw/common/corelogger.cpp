@@ -9,15 +9,16 @@ namespace {
 // Set before any code runs, so that a message of another initialiser is not lost.
 constinit std::atomic<corelogger::Sink> gSink{sysmessage_linux};
 
+// Stands in for a facility that is not given. Never destroyed: threads may log while the process ends.
 const corestring &DefaultFacility() {
-   static const corestring facility;
-   return facility;
+   static const corestring *const facility = new corestring;
+   return *facility;
 }
 
 } // namespace
 
 corelogger &corelogger::Instance() {
-   static corelogger *const instance = new corelogger; // never destroyed: threads may log while the process ends
+   static corelogger *const instance = new corelogger; // never destroyed, for the same reason
    return *instance;
 }
 

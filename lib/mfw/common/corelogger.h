@@ -7,8 +7,6 @@
 
 namespace CORE {
 
-class corestring;
-
 /// The log of the CORE classes: a facility and a level of its own numbering, on top of the component log.
 ///
 /// Owner: the process, one instance. Threads: any thread. Locks: none. Life cycle: enabled from load to exit.
@@ -28,10 +26,12 @@ public:
    static void LogTrace(const char *format, ...) __attribute__((format(printf, 1, 2)));
    static void Log(const char *facility, int level, const char *format, ...) __attribute__((format(printf, 3, 4)));
 
+   /// Disabled, it drops every message.
    void SetEnabled(bool enabled) { mEnabled.store(enabled, std::memory_order_relaxed); }
 
    static corelogger &Instance();
-   /// The sink that load time installs hands messages to the component log. Returns the former one.
+   /// From load time on the sink is sysmessage_linux, which hands messages to the component log; null drops them.
+   /// Returns the former one.
    static Sink SetSink(Sink sink);
 
 private:

@@ -6,7 +6,7 @@
 #include <algorithm>
 #include <cstdlib>
 #include <cstring>
-#include <new>
+#include <utility>
 
 namespace CORE {
 namespace {
@@ -14,32 +14,8 @@ namespace {
 constexpr uint32_t kStartGuard = 0xFAFAFAFA;
 constexpr uint16_t kMiddleGuard = 0xFBFB;
 constexpr uint32_t kEndGuard = 0xFCFCFCFC;
-constexpr uint16_t kSecure = 1;
 constexpr uint32_t kBinaryMark = 0x80000000;
-
-struct Header {
-   uint64_t length;
-   uint64_t capacity;
-   uint32_t startGuard;
-   uint16_t flags;
-   uint16_t middleGuard;
-   int32_t mirror;
-   uint32_t reserved;
-};
-static_assert(sizeof(Header) == 32 && offsetof(Header, startGuard) == 16 && offsetof(Header, mirror) == 24);
-
-constexpr size_t kOverhead = sizeof(Header) + 1 + sizeof kEndGuard;
-
-Header *HeaderOf(char *text) {
-   return reinterpret_cast<Header *>(text - sizeof(Header));
-}
-char *TextOf(Header *header) {
-   return reinterpret_cast<char *>(header) + sizeof(Header);
-}
-
-void WriteEndGuard(Header *header) {
-   std::memcpy(TextOf(header) + header->capacity + 1, &kEndGuard, sizeof kEndGuard);
-}
+constexpr size_t kMaxLength = INT32_MAX; // what the mirror can tell
 
 // A plain memset before free is dead code to a compiler; one through a volatile pointer is not.
 void Wipe(void *memory, size_t size) {
@@ -47,36 +23,130 @@ void Wipe(void *memory, size_t size) {
    kMemset(memory, 0, size);
 }
 
-[[nodiscard]] size_t LengthOf(const char *text, ptrdiff_t length) {
-   if (length >= 0) {
-      return static_cast<size_t>(length);
+// memcpy that takes null for nothing.
+void CopyBytes(char *to, const void *from, size_t size) {
+   if (size != 0) {
+      std::memcpy(to, from, size);
    }
-   return text != nullptr ? std::strlen(text) : 0;
 }
 
-Header *Allocated(Header *former, size_t capacity) {
-   auto *const header =
-      capacity > SIZE_MAX - kOverhead ? nullptr : static_cast<Header *>(std::realloc(former, capacity + kOverhead));
-   if (header == nullptr) {
-      throw coreException("OutOfMem");
-   }
-   header->capacity = capacity;
-   WriteEndGuard(header);
-   return header;
-}
+constexpr size_t kFormatStep = 8192;
 
-void Verify(Header *header) {
-   if (header->mirror < 0) {
-      header->mirror = static_cast<int32_t>(header->length);
+// Room for a step of formatting, wiped behind a secure text.
+struct Scratch {
+   explicit Scratch(bool isSecure)
+       : secure(isSecure) {}
+   Scratch(const Scratch &) = delete;
+   Scratch &operator=(const Scratch &) = delete;
+   ~Scratch() {
+      if (secure) {
+         Wipe(bytes, sizeof bytes);
+      }
    }
-   const bool startIsWhole = header->startGuard == kStartGuard && header->middleGuard == kMiddleGuard;
-   if (!startIsWhole || std::memcmp(TextOf(header) + header->capacity + 1, &kEndGuard, sizeof kEndGuard) != 0 ||
-       header->mirror != static_cast<int32_t>(header->length)) {
-      throw coreException("CORESTRING CORRUPTION");
-   }
-}
+
+   const bool secure;
+   char bytes[kFormatStep];
+};
 
 } // namespace
+
+// ---- Blocks ---------------------------------------------------------------------------------------------------------
+
+struct corestring::Block {
+   static char *TextOf(Header *header) { return reinterpret_cast<char *>(header) + sizeof(Header); }
+   static char *EndGuardOf(Header *header) { return TextOf(header) + header->capacity + 1; }
+   static size_t SizeFor(size_t capacity) { return sizeof(Header) + capacity + 1 + sizeof kEndGuard; }
+
+   // A block with no length yet.
+   static Header *Make(size_t capacity, uint16_t flags = 0) {
+      auto *const header = static_cast<Header *>(std::malloc(SizeFor(capacity)));
+      if (header == nullptr) {
+         throw coreException("OutOfMem");
+      }
+      header->startGuard = kStartGuard;
+      header->flags = flags;
+      header->middleGuard = kMiddleGuard;
+      header->reserved = 0;
+      SetCapacity(header, capacity);
+      return header;
+   }
+
+   // The same text in a block of another capacity, cut where it does not fit. A secure text leaves nothing behind in
+   // memory that realloc would have given back unwiped.
+   static Header *Resized(Header *header, size_t capacity) {
+      if ((header->flags & kSecure) != 0) {
+         Verify(header);
+         Header *const fresh = Make(capacity, header->flags);
+         std::memcpy(TextOf(fresh), TextOf(header), std::min<size_t>(header->length, capacity) + 1);
+         Free(header);
+         return fresh;
+      }
+      auto *const resized = static_cast<Header *>(std::realloc(header, SizeFor(capacity)));
+      if (resized == nullptr) {
+         throw coreException("OutOfMem");
+      }
+      SetCapacity(resized, capacity);
+      return resized;
+   }
+
+   static void SetCapacity(Header *header, size_t capacity) {
+      header->capacity = capacity;
+      std::memcpy(EndGuardOf(header), &kEndGuard, sizeof kEndGuard);
+   }
+
+   // The capacity that the block is to have for a text of `length`; its own when it stays.
+   static size_t CapacityFor(const Header *header, size_t length, bool exact) {
+      if (exact) {
+         return length;
+      }
+      const size_t extra = std::max<size_t>(length / 2, 128);
+      const bool stays = header->capacity >= length && header->capacity <= length + 2 * extra;
+      return stays ? header->capacity : length + extra;
+   }
+
+   // In this order: what is no block any more, its capacity least of all, says nothing about where its end would be.
+   static void Verify(Header *header) {
+      bool whole = header->startGuard == kStartGuard && header->middleGuard == kMiddleGuard;
+      if (whole && header->mirror < 0) {
+         header->mirror = static_cast<int32_t>(header->length);
+      }
+      whole = whole && header->length <= header->capacity && std::cmp_equal(header->mirror, header->length) &&
+              std::memcmp(EndGuardOf(header), &kEndGuard, sizeof kEndGuard) == 0;
+      if (!whole) {
+         throw coreException("CORESTRING CORRUPTION");
+      }
+   }
+
+   // A verified block. Guards and header go through volatile: a second release of the block finds none.
+   static void Free(Header *header) {
+      if ((header->flags & kSecure) != 0) {
+         Wipe(TextOf(header), header->capacity + 1);
+      }
+      volatile char *const guard = EndGuardOf(header);
+      for (size_t i = 0; i < sizeof kEndGuard; ++i) {
+         guard[i] = 0;
+      }
+      volatile Header *const gone = header;
+      gone->length = 0;
+      gone->capacity = 0;
+      gone->startGuard = 0;
+      gone->flags = 0;
+      gone->middleGuard = 0;
+      gone->mirror = 0;
+      gone->reserved = 0;
+      std::free(header);
+   }
+};
+
+void corestring::Release() {
+   if (mText == nullptr) {
+      return;
+   }
+   Header *const header = HeaderOf(mText);
+   Block::Verify(header);
+   mText = nullptr;
+   Block::Free(header);
+}
 
 corestring &corestring::operator=(corestring &&other) noexcept {
    if (this != &other) {
@@ -87,21 +157,109 @@ corestring &corestring::operator=(corestring &&other) noexcept {
    return *this;
 }
 
-void corestring::Assign(const char *source, ptrdiff_t length) {
-   const size_t size = LengthOf(source, length);
-   const bool inside = mText != nullptr && source >= mText && source <= mText + Length();
-   if (!inside || size == 0) {
-      SetLength(size);
-      if (size != 0) {
-         std::memcpy(mText, source, size);
-      }
+void corestring::SetLength(size_t length, bool exact) {
+   if (length == 0 && !exact) {
+      Release();
       return;
    }
-   if (size > Length() - static_cast<size_t>(source - mText) + 1) {
+   if (length > kMaxLength) {
+      throw coreException("OutOfMem");
+   }
+   if (mText == nullptr) {
+      mText = Block::TextOf(Block::Make(length));
+   } else {
+      Header *const header = HeaderOf(mText);
+      if (const size_t wanted = Block::CapacityFor(header, length, exact); wanted != header->capacity) {
+         mText = Block::TextOf(Block::Resized(header, wanted));
+      }
+   }
+   End(length);
+}
+
+// Ends the text after `length` bytes, for which there is room.
+void corestring::End(size_t length) {
+   Header *const header = HeaderOf(mText);
+   header->length = length;
+   header->mirror = static_cast<int32_t>(length);
+   mText[length] = '\0';
+}
+
+// Takes a new block, verified before it was filled, in the place of the old one.
+void corestring::Adopt(Header *fresh, size_t length) {
+   Block::Free(HeaderOf(mText));
+   mText = Block::TextOf(fresh);
+   End(length);
+}
+
+// ---- Sources, which may lie inside the text -------------------------------------------------------------------------
+
+// How far `source` lies behind the start; a huge number when it lies in front.
+size_t corestring::OffsetOf(const void *source) const {
+   return reinterpret_cast<uintptr_t>(source) - reinterpret_cast<uintptr_t>(mText);
+}
+
+// A source may reach from inside the text up to its zero, and include it.
+void corestring::CheckOverlap(const void *source, size_t size) const {
+   const size_t offset = OffsetOf(source);
+   if (offset > Length() || size > Length() - offset + 1) {
       throw coreException("buffer overrun in overlapping data");
    }
-   std::memmove(mText, source, size);
-   SetLength(size);
+}
+
+size_t corestring::SizeOf(const char *text, ptrdiff_t length) const {
+   if (text == nullptr) {
+      return 0;
+   }
+   if (length != -1 && length != -2) {
+      return static_cast<size_t>(length); // any other negative one is too long
+   }
+   if (Holds(text)) {
+      CheckOverlap(text, 0); // behind the zero there is no other for certain
+   }
+   return std::strlen(text);
+}
+
+// The bytes at `source` become the text.
+void corestring::Put(const void *source, size_t size, bool exact) {
+   if (size == 0 || !Holds(source)) {
+      SetLength(size, exact);
+      CopyBytes(mText, source, size);
+      return;
+   }
+   CheckOverlap(source, size);
+   Header *const header = HeaderOf(mText);
+   const size_t wanted = Block::CapacityFor(header, size, exact);
+   if (wanted == header->capacity) {
+      std::memmove(mText, source, size);
+      End(size);
+      return;
+   }
+   Block::Verify(header);
+   Header *const fresh = Block::Make(wanted, header->flags);
+   std::memcpy(Block::TextOf(fresh), source, size);
+   Adopt(fresh, size);
+}
+
+void corestring::Assign(const char *source, ptrdiff_t length) {
+   Put(source, SizeOf(source, length), false);
+}
+
+void corestring::Append(const char *text, ptrdiff_t length) {
+   const size_t size = SizeOf(text, length);
+   if (size == 0) {
+      return;
+   }
+   const size_t former = Length();
+   const bool inside = Holds(text);
+   if (inside) {
+      CheckOverlap(text, size);
+   }
+   if (size > kMaxLength - former) {
+      throw coreException("OutOfMem");
+   }
+   const size_t offset = OffsetOf(text);
+   SetLength(former + size);
+   std::memmove(mText + former, inside ? mText + offset : text, size);
 }
 
 void corestring::Copy(const corestring &other) {
@@ -115,105 +273,137 @@ void corestring::Copy(const corestring &other) {
    if (const uint32_t size = other.BinarySize(); size != 0) {
       AssignBinary(other.mText, size);
    } else {
-      Assign(other.mText, static_cast<ptrdiff_t>(other.Length()));
+      Put(other.mText, other.Length(), false);
    }
-   if (mText != nullptr && other.IsSecure()) {
+   if (other.IsSecure()) {
       SetSecure();
    }
 }
 
-void corestring::SetLength(size_t length, bool exact) {
-   if (length == 0 && !exact) {
+void corestring::AssignBinary(const void *data, uint32_t size) {
+   const size_t count = data != nullptr ? size : 0;
+   Put(data, count, true);
+   if (count != 0) {
+      HeaderOf(mText)->mirror = static_cast<int32_t>(kBinaryMark | size);
+   }
+}
+
+// A mark whose count does not fit the text is none: the mirror of a text may be negative, to be recomputed.
+uint32_t corestring::BinarySize() const {
+   if (mText == nullptr) {
+      return 0;
+   }
+   const auto mirror = static_cast<uint32_t>(HeaderOf(mText)->mirror);
+   const uint32_t size = mirror & ~kBinaryMark;
+   return (mirror & kBinaryMark) != 0 && size <= Length() ? size : 0;
+}
+
+void corestring::SetSecure() {
+   if (mText != nullptr) {
+      HeaderOf(mText)->flags |= kSecure;
+   }
+}
+
+// ---- Changes inside -------------------------------------------------------------------------------------------------
+
+void corestring::Replace(size_t position, size_t count, const char *text, ptrdiff_t textLength) {
+   const size_t size = SizeOf(text, textLength);
+   if (mText == nullptr) {
+      Put(text, size, false);
+      return;
+   }
+   const size_t at = std::min(position, Length());
+   const size_t behind = at + std::min(count, Length() - at);
+   const size_t tail = Length() - behind;
+   if (size > kMaxLength - at - tail) {
+      throw coreException("OutOfMem");
+   }
+   if (size != 0 && Holds(text)) {
+      CheckOverlap(text, size);
+      corestring copy(text, size);
+      if (IsSecure()) {
+         copy.SetSecure();
+      }
+      Replace(position, count, copy.mText, static_cast<ptrdiff_t>(size));
+      return;
+   }
+   const size_t length = at + size + tail;
+   if (length == 0) {
       Release();
       return;
    }
-   if (mText == nullptr) {
-      Header *const header = Allocated(nullptr, length);
-      header->startGuard = kStartGuard;
-      header->flags = 0;
-      header->middleGuard = kMiddleGuard;
-      header->reserved = 0;
-      mText = TextOf(header);
-   } else {
-      const size_t capacity = Capacity();
-      const size_t extra = std::max<size_t>(length / 2, 128);
-      const bool refit = exact ? capacity != length : capacity < length || length + 2 * extra < capacity;
-      if (refit) {
-         const size_t wanted = exact ? length : length + extra;
-         if (wanted < capacity && IsSecure()) {
-            Wipe(mText + wanted, capacity - wanted);
-         }
-         mText = TextOf(Allocated(HeaderOf(mText), wanted));
-      }
-   }
    Header *const header = HeaderOf(mText);
-   header->length = length;
-   header->mirror = static_cast<int32_t>(length);
-   mText[length] = '\0';
+   if (const size_t wanted = Block::CapacityFor(header, length, false); wanted != header->capacity) {
+      Block::Verify(header);
+      Header *const fresh = Block::Make(wanted, header->flags);
+      char *const bytes = Block::TextOf(fresh);
+      CopyBytes(bytes, mText, at);
+      CopyBytes(bytes + at, text, size);
+      CopyBytes(bytes + at + size, mText + behind, tail);
+      Adopt(fresh, length);
+      return;
+   }
+   std::memmove(mText + at + size, mText + behind, tail);
+   CopyBytes(mText + at, text, size);
+   End(length);
 }
 
-void corestring::Replace(size_t position, size_t count, const char *text, ptrdiff_t textLength) {
-   const size_t at = std::min(position, Length());
-   const size_t behind = at + std::min(count, Length() - at);
-   const corestring inserted(text, LengthOf(text, textLength));
-   const corestring tail(Text() + behind, Length() - behind);
-   SetLength(at);
-   Append(inserted);
-   Append(tail);
-}
-
+// In one pass into a new block, so that many places cost no more than few.
 size_t corestring::ReplaceAll(const char *find, const char *with, size_t start) {
-   if (find == nullptr || *find == '\0') {
+   const size_t findLength = find != nullptr ? std::strlen(find) : 0;
+   const size_t withLength = with != nullptr ? std::strlen(with) : 0;
+   if (findLength == 0 || start >= Length()) {
       return 0;
    }
-   const size_t findLength = std::strlen(find);
-   const size_t withLength = with != nullptr ? std::strlen(with) : 0;
    size_t count = 0;
-   for (size_t position = start; position < Length();) {
-      const char *const found = std::strstr(mText + position, find);
-      if (found == nullptr) {
-         break;
-      }
-      position = static_cast<size_t>(found - mText);
-      Replace(position, findLength, with, static_cast<ptrdiff_t>(withLength));
-      position += withLength;
+   for (const char *at = mText + start; (at = std::strstr(at, find)) != nullptr; at += findLength) {
       ++count;
    }
+   if (count == 0) {
+      return 0;
+   }
+   // The product fits 64 bits once its factors are known to fit 32.
+   const size_t length = Length() - count * findLength + count * std::min(withLength, kMaxLength + 1);
+   if (length > kMaxLength) {
+      throw coreException("OutOfMem");
+   }
+   if (length == 0) {
+      Release();
+      return count;
+   }
+   Header *const header = HeaderOf(mText);
+   Block::Verify(header);
+   Header *const fresh = Block::Make(Block::CapacityFor(header, length, false), header->flags);
+   char *to = Block::TextOf(fresh);
+   const char *from = mText;
+   const char *found = mText + start;
+   for (size_t i = 0; i < count; ++i) {
+      found = std::strstr(found, find);
+      to = std::copy(from, found, to);
+      CopyBytes(to, with, withLength);
+      to += withLength;
+      from = found += findLength;
+   }
+   std::copy(from, static_cast<const char *>(mText) + Length(), to);
+   Adopt(fresh, length);
    return count;
 }
 
-void corestring::Append(const char *text, ptrdiff_t length) {
-   const size_t size = LengthOf(text, length);
-   if (size == 0) {
-      return;
-   }
-   if (mText != nullptr && text >= mText && text <= mText + Length()) {
-      const corestring copy(text, size);
-      Append(copy);
-      return;
-   }
-   const size_t former = Length();
-   SetLength(former + size);
-   std::memcpy(mText + former, text, size);
-}
-
-void corestring::Append(const corestring &other) {
-   Append(other.mText, static_cast<ptrdiff_t>(other.Length()));
-}
-
 void corestring::TrimLeft(const char *set) {
-   if (mText != nullptr) {
+   if (mText != nullptr && set != nullptr) {
       const size_t skip = std::strspn(mText, set);
-      Assign(mText + skip, static_cast<ptrdiff_t>(Length() - skip));
+      Put(mText + skip, Length() - skip, false);
    }
 }
 
 void corestring::TrimRight(const char *set) {
-   size_t length = Length();
-   while (length > 0 && std::strchr(set, mText[length - 1]) != nullptr) {
-      --length;
+   if (mText != nullptr && set != nullptr) {
+      size_t length = Length();
+      while (length > 0 && mText[length - 1] != '\0' && std::strchr(set, mText[length - 1]) != nullptr) {
+         --length;
+      }
+      SetLength(length);
    }
-   SetLength(length);
 }
 
 void corestring::Format(const char *format, ...) {
@@ -223,75 +413,31 @@ void corestring::Format(const char *format, ...) {
    va_end(args);
 }
 
+// Most texts fit one step, on the stack; a longer one is formatted once more with as many steps as it takes. The text
+// itself is touched last: it may be one of the arguments.
 void corestring::FormatV(const char *format, va_list args) {
-   constexpr size_t kStep = 8192;
-   corestring text;
-   for (size_t room = kStep;; room += kStep) {
-      text.SetLength(room, true);
-      va_list again;
-      va_copy(again, args);
-      const int length = bsd_vsnprintf(text.mText, room, format, again);
-      va_end(again);
-      if (length < 0) {
-         text.Release();
-         break;
-      }
-      if (static_cast<size_t>(length) < room) {
-         text.SetLength(static_cast<size_t>(length));
-         break;
-      }
-   }
-   *this = std::move(text);
-}
-
-void corestring::Release() {
-   if (mText == nullptr) {
+   if (format == nullptr) {
+      Release();
       return;
    }
-   Header *const header = HeaderOf(mText);
-   Verify(header);
-   if ((header->flags & kSecure) != 0) {
-      Wipe(mText, header->capacity + 1);
+   Scratch step(IsSecure());
+   va_list again;
+   va_copy(again, args);
+   const int length = bsd_vsnprintf(step.bytes, sizeof step.bytes, format, again);
+   va_end(again);
+   if (length < static_cast<int>(sizeof step.bytes)) {
+      Put(step.bytes, static_cast<size_t>(std::max(length, 0)), false);
+      return;
    }
-   // A second release finds no guards.
-   Wipe(mText + header->capacity + 1, sizeof kEndGuard);
-   Wipe(header, sizeof *header);
-   mText = nullptr;
-   std::free(header);
-}
-
-size_t corestring::Length() const {
-   return mText != nullptr ? HeaderOf(mText)->length : 0;
-}
-
-size_t corestring::Capacity() const {
-   return mText != nullptr ? HeaderOf(mText)->capacity : 0;
-}
-
-void corestring::SetSecure() {
-   if (mText != nullptr) {
-      HeaderOf(mText)->flags |= kSecure;
+   corestring whole;
+   whole.SetLength((static_cast<size_t>(length) / kFormatStep + 1) * kFormatStep, true);
+   if (IsSecure()) {
+      whole.SetSecure();
    }
-}
-
-bool corestring::IsSecure() const {
-   return mText != nullptr && (HeaderOf(mText)->flags & kSecure) != 0;
-}
-
-void corestring::AssignBinary(const void *data, uint32_t size) {
-   SetLength(size, true);
-   if (size != 0) {
-      std::memcpy(mText, data, size);
-      HeaderOf(mText)->mirror = static_cast<int32_t>(kBinaryMark | size);
-   }
-}
-
-uint32_t corestring::BinarySize() const {
-   if (mText == nullptr) {
-      return 0;
-   }
-   const auto mirror = static_cast<uint32_t>(HeaderOf(mText)->mirror);
-   return (mirror & kBinaryMark) != 0 ? mirror & ~kBinaryMark : 0;
+   bsd_vsnprintf(whole.mText, whole.Length(), format, args);
+   whole.SetLength(static_cast<size_t>(length));
+   Release();
+   std::swap(mText, whole.mText);
 }
 
 bool operator==(const corestring &left, const corestring &right) {
@@ -299,7 +445,8 @@ bool operator==(const corestring &left, const corestring &right) {
 }
 
 bool operator==(const corestring &left, const char *right) {
-   return std::strcmp(left.Text(), right != nullptr ? right : "") == 0;
+   const size_t length = right != nullptr ? std::strlen(right) : 0;
+   return left.Length() == length && std::memcmp(left.Text(), right != nullptr ? right : "", length) == 0;
 }
 
 } // namespace CORE

@@ -22,6 +22,7 @@ int ComponentLevel(int level) {
 
 } // namespace
 
+// Required: the file and the line, whatever this file's own are.
 void sysmessage_linux(const char * /*facility*/, int level, const char *format, va_list args) {
    if (const int mapped = ComponentLevel(level); logger::Wants(mapped)) {
       logger::LogV("lib/mfw/common/sysmessage_linux", 52, mapped, format, args);

@@ -2,6 +2,7 @@
 
 #include "lib/corvanebase/corvanebase.h"
 #include "lib/log/Log.h"
+#include "lib/mfw/common/corelogger.h"
 #include "lib/mfw/common/logger.h"
 #include "libs/utils/ConfigSettings.h"
 #include "tests/kit/FakePreferences.h"
@@ -340,6 +341,16 @@ TEST_F(MfwLogDeathTest, FatalEndsTheProcessWithItsTextInTheLog) {
       },
       testing::KilledBySignal(SIGABRT), "MAVR: Test - 7\n");
    EXPECT_EQ(Count(kPanic, "MAVR: %s", "Test - 7\n"), 1) << Log();
+}
+
+TEST_F(MfwLogDeathTest, UnknownLevelOfTheCoreLoggerArrivesAsFatalAndEndsTheProcess) {
+   EXPECT_EXIT(
+      {
+         MfwLog_Init();
+         CORE::corelogger::Log("facility", 7, "%s - %d", "Level", 7);
+      },
+      testing::KilledBySignal(SIGABRT), "MAVR: Level - 7\n");
+   EXPECT_EQ(Count(kPanic, "MAVR: %s", "Level - 7\n"), 1) << Log();
 }
 
 TEST_F(MfwLogDeathTest, LevelThatDoesNotExistEndsTheProcess) {
