@@ -51,6 +51,8 @@ PARTS = {
     "lib/log/LogFileMerge.cpp": "lib/log/LogFileOutput.h",
     "lib/log/LogFileStart.cpp": "lib/log/LogFileOutput.h",
     "lib/log/LogStart.cpp": "lib/log/Log.h",
+    "lib/mfw/messageframework/propertybagequals.cpp": "lib/mfw/messageframework/propertybagbody.h",
+    "lib/mfw/messageframework/propertybagerror.cpp": "lib/mfw/messageframework/propertybag.h",
 }
 NO_HEADER = re.compile(r"(_test|main|Main|Command|Fuzzer|Bench)\.(cpp|c)$")
 
