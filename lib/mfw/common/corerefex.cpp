@@ -6,10 +6,11 @@ namespace CORE {
 
 void WeakRegistry::Make() {
    if (lock == nullptr) {
-      auto made = std::make_unique<corecritsec>();
-      objects = new Map;
-      objects->max_load_factor(1.0F);
-      lock = made.release();
+      auto newLock = std::make_unique<corecritsec>();
+      auto newObjects = std::make_unique<Map>();
+      newObjects->max_load_factor(1.0F);
+      lock = newLock.release();
+      objects = newObjects.release();
    }
 }
 

@@ -90,7 +90,7 @@ private:
    [[nodiscard]] bool IsAlive(int64_t count) const { return count >= 1 && count < mDeadMark; }
    [[nodiscard]] int64_t Shown(int64_t count) const { return mWeakId.load() == 0 || IsAlive(count) ? count : 0; }
    int64_t ReleaseLast();
-   void Forget();
+   void Forget() MAVR_REQUIRES(sRegistry.lock);
 
    static constinit inline WeakRegistry sRegistry;
 

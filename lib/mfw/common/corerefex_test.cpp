@@ -131,9 +131,9 @@ TEST_F(CoreRefEx, IdsThatAreTakenOrZeroAreDrawnAgain) {
    CORE::WeakRegistry registry;
    registry.instances = 1;
    registry.Make();
-   EXPECT_EQ(registry.objects->max_load_factor(), 1.0F);
    {
       const CORE::coresync hold(*registry.lock);
+      EXPECT_EQ(registry.objects->max_load_factor(), 1.0F);
       registry.objects->emplace(uint64_t{1} << 32, nullptr);
       registry.objects->emplace(uint64_t{2} << 32, nullptr);
       registry.counter = UINT32_MAX; // the next draw would be 0
@@ -241,7 +241,7 @@ TEST_F(CoreRefEx, NoMemoryForAnIdLeavesTheObjectWithoutOne) {
 }
 
 TEST_F(CoreRefEx, NoMemoryForTheRegistryLeavesNothingBehind) {
-   for (const uint64_t nth : {1, 3, 4}) { // lock, map, node; the lock's mutex asserts
+   for (const uint64_t nth : {1U, 3U, 4U}) { // lock, map, node; the lock's mutex asserts
       Thing thing;
       {
          const kit::FailNth fault(kit::Fault::Allocation, nth);

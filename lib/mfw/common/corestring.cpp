@@ -94,14 +94,17 @@ struct corestring::Block {
       std::memcpy(EndGuardOf(header), &kEndGuard, sizeof kEndGuard);
    }
 
+   static size_t ExtraFor(size_t length) { return std::max<size_t>(length / 2, 128); }
+   // Whether the block has room for the text, and not too much.
+   static bool Fits(const Header *header, size_t length) {
+      return header->capacity >= length && header->capacity <= length + 2 * ExtraFor(length);
+   }
    // The capacity that the block is to have for a text of `length`; its own when it stays.
    static size_t CapacityFor(const Header *header, size_t length, bool exact) {
       if (exact) {
          return length;
       }
-      const size_t extra = std::max<size_t>(length / 2, 128);
-      const bool stays = header->capacity >= length && header->capacity <= length + 2 * extra;
-      return stays ? header->capacity : length + extra;
+      return Fits(header, length) ? header->capacity : length + ExtraFor(length);
    }
 
    // In this order: what is no block any more, its capacity least of all, says nothing about where its end would be.
@@ -219,19 +222,28 @@ size_t corestring::SizeOf(const char *text, ptrdiff_t length) const {
    return std::strlen(text);
 }
 
-// The bytes at `source` become the text.
-void corestring::Put(const void *source, size_t size, bool exact) {
-   if (size == 0 || !Holds(source)) {
+// The bytes at `source` become the text; length as for Assign.
+void corestring::Put(const char *source, ptrdiff_t length, bool exact) {
+   const size_t size = SizeOf(source, length);
+   if (mText == nullptr || size == 0) {
       SetLength(size, exact);
       CopyBytes(mText, source, size);
       return;
    }
-   CheckOverlap(source, size);
+   const bool inside = Holds(source);
+   if (inside) {
+      CheckOverlap(source, size);
+   }
    Header *const header = HeaderOf(mText);
    const size_t wanted = Block::CapacityFor(header, size, exact);
-   if (wanted == header->capacity) {
+   if (wanted == header->capacity && size <= kMaxLength) {
       std::memmove(mText, source, size);
       End(size);
+      return;
+   }
+   if (!inside) {
+      SetLength(size, exact);
+      std::memcpy(mText, source, size);
       return;
    }
    Block::Verify(header);
@@ -241,7 +253,15 @@ void corestring::Put(const void *source, size_t size, bool exact) {
 }
 
 void corestring::Assign(const char *source, ptrdiff_t length) {
-   Put(source, SizeOf(source, length), false);
+   const auto size = static_cast<size_t>(length);
+   // The usual case first, and the copy last, so that it costs no more than the copy.
+   if (source != nullptr && mText != nullptr && length > 0 && size <= kMaxLength && !Holds(source) &&
+       Block::Fits(HeaderOf(mText), size)) {
+      End(size);
+      std::memcpy(mText, source, size);
+      return;
+   }
+   Put(source, length, false);
 }
 
 void corestring::Append(const char *text, ptrdiff_t length) {
@@ -273,7 +293,7 @@ void corestring::Copy(const corestring &other) {
    if (const uint32_t size = other.BinarySize(); size != 0) {
       AssignBinary(other.mText, size);
    } else {
-      Put(other.mText, other.Length(), false);
+      Put(other.mText, static_cast<ptrdiff_t>(other.Length()), false);
    }
    if (other.IsSecure()) {
       SetSecure();
@@ -281,9 +301,8 @@ void corestring::Copy(const corestring &other) {
 }
 
 void corestring::AssignBinary(const void *data, uint32_t size) {
-   const size_t count = data != nullptr ? size : 0;
-   Put(data, count, true);
-   if (count != 0) {
+   Put(static_cast<const char *>(data), size, true);
+   if (!IsEmpty()) {
       HeaderOf(mText)->mirror = static_cast<int32_t>(kBinaryMark | size);
    }
 }
@@ -309,7 +328,7 @@ void corestring::SetSecure() {
 void corestring::Replace(size_t position, size_t count, const char *text, ptrdiff_t textLength) {
    const size_t size = SizeOf(text, textLength);
    if (mText == nullptr) {
-      Put(text, size, false);
+      Put(text, textLength, false);
       return;
    }
    const size_t at = std::min(position, Length());
@@ -392,7 +411,7 @@ size_t corestring::ReplaceAll(const char *find, const char *with, size_t start) 
 void corestring::TrimLeft(const char *set) {
    if (mText != nullptr && set != nullptr) {
       const size_t skip = std::strspn(mText, set);
-      Put(mText + skip, Length() - skip, false);
+      Put(mText + skip, static_cast<ptrdiff_t>(Length() - skip), false);
    }
 }
 
@@ -426,7 +445,7 @@ void corestring::FormatV(const char *format, va_list args) {
    const int length = bsd_vsnprintf(step.bytes, sizeof step.bytes, format, again);
    va_end(again);
    if (length < static_cast<int>(sizeof step.bytes)) {
-      Put(step.bytes, static_cast<size_t>(std::max(length, 0)), false);
+      Put(step.bytes, std::max(length, 0), false);
       return;
    }
    corestring whole;

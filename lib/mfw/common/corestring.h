@@ -106,7 +106,7 @@ private:
    [[nodiscard]] bool Holds(const void *source) const { return mText != nullptr && OffsetOf(source) <= Capacity(); }
    [[nodiscard]] size_t SizeOf(const char *text, ptrdiff_t length) const;
    void CheckOverlap(const void *source, size_t size) const;
-   void Put(const void *source, size_t size, bool exact);
+   void Put(const char *source, ptrdiff_t length, bool exact);
    void End(size_t length);
    void Adopt(Header *fresh, size_t length);
 

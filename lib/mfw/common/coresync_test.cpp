@@ -141,7 +141,7 @@ TEST(CoreSyncDeathTest, ExceptionInUnlockEndsTheProcess) {
 TEST(CoreSyncStress, OnlyOneThreadIsInside) {
    CORE::corecritsec lock;
    int64_t count = 0;
-   const auto work = [&] {
+   const auto work = [&]() MAVR_NO_THREAD_SAFETY_ANALYSIS {
       for (int i = 0; i < 20'000; ++i) {
          const CORE::coresync hold(lock);
          const CORE::coresync again(lock);

@@ -14,8 +14,8 @@ public:
    coretimer_critsec();
    ~coretimer_critsec() noexcept(false) override;
 
-   void Lock() override;
-   void Unlock() override;
+   void Lock() override MAVR_ACQUIRE() MAVR_NO_THREAD_SAFETY_ANALYSIS;
+   void Unlock() override MAVR_RELEASE() MAVR_NO_THREAD_SAFETY_ANALYSIS;
 };
 
 /// The process's own. Made on first use, so that other initialisers may use it, and never destroyed, so that threads

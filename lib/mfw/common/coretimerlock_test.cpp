@@ -8,7 +8,7 @@ namespace {
 
 bool FreeForAnotherThread() {
    bool free = false;
-   std::thread([&] {
+   std::thread([&]() MAVR_NO_THREAD_SAFETY_ANALYSIS {
       free = coreTimerLock().TryLock();
       if (free) {
          coreTimerLock().Unlock();
@@ -17,7 +17,7 @@ bool FreeForAnotherThread() {
    return free;
 }
 
-TEST(TimerLock, IsHeldForAScopeAndIsRecursive) {
+TEST(TimerLock, IsHeldForAScopeAndIsRecursive) MAVR_NO_THREAD_SAFETY_ANALYSIS {
    {
       const coresynctimer hold;
       const coresynctimer again;
@@ -26,14 +26,14 @@ TEST(TimerLock, IsHeldForAScopeAndIsRecursive) {
    EXPECT_TRUE(FreeForAnotherThread());
 }
 
-TEST(TimerLock, DoesNothingOnceItIsGone) {
+TEST(TimerLock, DoesNothingOnceItIsGone) MAVR_NO_THREAD_SAFETY_ANALYSIS {
    static_cast<void>(coreTimerLock());
    { coretimer_critsec gone; }
    const coresynctimer hold;
    EXPECT_TRUE(FreeForAnotherThread());
 }
 
-TEST(TimerLock, DoesNothingWhileTheProcessIsExiting) {
+TEST(TimerLock, DoesNothingWhileTheProcessIsExiting) MAVR_NO_THREAD_SAFETY_ANALYSIS {
    coreExiting = true;
    coreTimerLock().Lock();
    coreExiting = false;
