@@ -43,10 +43,31 @@ struct bytecursor {
    [[nodiscard]] uint32_t GetConsumed() const { return mConsumed; }
 
 private:
-   [[nodiscard]] uint32_t Left() const;
-   [[nodiscard]] bool HasLeft(size_t size) const;
+   [[nodiscard]] uint32_t Left() const { return mData == nullptr || mConsumed >= mTotal ? 0 : mTotal - mConsumed; }
+   [[nodiscard]] bool HasLeft(size_t size) const { return size <= Left() || ReportShort(size); }
+   [[nodiscard]] bool ReportShort(size_t size) const; ///< false
+   [[nodiscard]] static bool ReportNoSize();          ///< false
 };
 static_assert(offsetof(bytecursor, mTotal) == sizeof(void *) && offsetof(bytecursor, mConsumed) == sizeof(void *) + 4 &&
               offsetof(bytecursor, mCount) == sizeof(void *) + 8);
+
+// What reading a short string takes most of its time for, but for the work itself.
+inline bool bytecursor::CheckRead(size_t size) const {
+   return size != 0 ? HasLeft(size) : ReportNoSize();
+}
+
+inline bool bytecursor::Advance(size_t size, uint32_t chars) {
+   if (!CheckRead(size)) {
+      return false;
+   }
+   mConsumed += static_cast<uint32_t>(size);
+   mCount += chars;
+   return true;
+}
+
+inline uint8_t *bytecursor::GetRemaining(uint32_t &outSize) const {
+   outSize = Left();
+   return outSize != 0 ? mData + mConsumed : nullptr;
+}
 
 } // namespace CORE

@@ -80,16 +80,16 @@ enum class Reencoded { Whole, NoRoom, Broken };
    }
 }
 
-[[nodiscard]] bool WriteUtf16(const corestring &string, bytecursor &cursor, uint32_t &inoutChars) {
+[[nodiscard]] bool WriteUtf16(const char *text, size_t length, bytecursor &cursor, uint32_t &inoutChars) {
    uint32_t left = 0;
    uint8_t *const target = cursor.GetRemaining(left);
    if (target == nullptr) {
       MAVR_LOG_ERROR("No buffer available to copy string");
       return false;
    }
-   const auto *const source = reinterpret_cast<const uint8_t *>(string.Text());
+   const auto *const source = reinterpret_cast<const uint8_t *>(text);
    size_t units = 0;
-   if (!ReencodeToUtf16(source, source + string.Length(), target, target + left, units) ||
+   if (!ReencodeToUtf16(source, source + length, target, target + left, units) ||
        !cursor.Advance(units * kUnitSize, static_cast<uint32_t>(units))) {
       return false;
    }
@@ -189,20 +189,21 @@ const char *EncodingName(uint32_t flags) {
 }
 
 bool WriteString(const corestring &string, uint32_t encoding, bytecursor &cursor, uint32_t &inoutChars) {
-   if (string.IsEmpty()) {
+   const size_t length = string.Length();
+   if (length == 0) {
       return true;
    }
    switch (encoding) {
    case Utf8: {
-      const auto bytes = static_cast<uint32_t>(string.Length());
-      if (!cursor.WriteCounted(string.Data(), string.Length(), bytes)) {
+      const auto bytes = static_cast<uint32_t>(length);
+      if (!cursor.WriteCounted(string.Data(), length, bytes)) {
          return false;
       }
       inoutChars += bytes;
       return true;
    }
    case Utf16:
-      return WriteUtf16(string, cursor, inoutChars);
+      return WriteUtf16(string.Data(), length, cursor, inoutChars);
    default:
       MAVR_LOG_ERROR("Unsupported conversion code=%d", static_cast<int>(encoding));
       return false;
