@@ -11,9 +11,9 @@ namespace {
 constexpr size_t kUnitSize = sizeof(uint16_t);
 constexpr size_t kBlock = 16; // characters of an ASCII step; compilers make vector instructions of the plain loops
 constexpr size_t kHalfBlock = 8;
-// So many characters go one by one at a time. When all of them are ASCII it is worth looking for whole blocks again; in
-// mixed text the look costs more than it brings.
-constexpr size_t kBatch = 16;
+
+// The leading ASCII characters of a word are found by its lowest bits.
+static_assert(std::endian::native == std::endian::little);
 
 template <typename Value>
 [[nodiscard]] Value Load(const uint8_t *source) {
@@ -43,6 +43,10 @@ struct Place {
    uint8_t *target;
    uint8_t *targetEnd;
 
+   [[nodiscard]] bool Has(size_t sourceSize, size_t targetSize) const {
+      return static_cast<size_t>(sourceEnd - source) >= sourceSize &&
+             static_cast<size_t>(targetEnd - target) >= targetSize;
+   }
    // How many steps of such sizes fit on both sides.
    [[nodiscard]] size_t Steps(size_t sourceStep, size_t targetStep) const {
       return std::min(static_cast<size_t>(sourceEnd - source) / sourceStep,
@@ -56,59 +60,72 @@ struct Place {
 
 // UTF-8 to UTF-16.
 struct Widen {
-   static constexpr size_t kMostRead = 4; // of one code point
-   static constexpr size_t kMostWritten = 2 * kUnitSize;
    static constexpr size_t kAsciiRead = 1;
    static constexpr size_t kAsciiWritten = kUnitSize;
+   static constexpr size_t kWord = sizeof(uint64_t); // characters that LeadingAscii looks at
 
    // `Count` characters of ASCII; false, and nothing moved, when one of them is none.
    template <size_t Count>
    [[nodiscard]] static bool Ascii(Place &at) {
-      if ((AnyBits<Count>(at.source) & 0x8080808080808080U) != 0) {
+      if ((AnyBits<Count>(at.source) & kBeyondAscii) != 0) {
          return false;
       }
-      const auto bytes = Load<std::array<uint8_t, Count>>(at.source);
-      std::array<uint16_t, Count> units;
-      for (size_t i = 0; i < Count; ++i) {
-         units[i] = bytes[i];
-      }
-      Store(at.target, units);
+      StoreWidened<Count>(at);
       at.Move(Count, Count * kUnitSize);
       return true;
    }
 
-   static void StoreUnit(uint8_t *target, uint32_t unit) { Store(target, static_cast<uint16_t>(unit)); }
-
-   // One code point; false, and nothing moved, when it is doubtful.
-   [[nodiscard]] static bool One(Place &at) {
-      const uint32_t first = at.source[0];
-      if (first < 0x80) {
-         StoreUnit(at.target, first);
-         at.Move(1, kUnitSize);
+   // The ASCII characters at the front of a word, however many, without a branch on their number, which in mixed text
+   // nobody foresees; whether it was all of them. Writes a whole word's units.
+   [[nodiscard]] static bool LeadingAscii(Place &at) {
+      const uint64_t beyond = Load<uint64_t>(at.source) & kBeyondAscii;
+      StoreWidened<kWord>(at);
+      if (beyond == 0) {
+         at.Move(kWord, kWord * kUnitSize);
          return true;
       }
-      const uint32_t second = at.source[1];
+      const auto count = static_cast<size_t>(std::countr_zero(beyond)) / 8;
+      at.Move(count, count * kUnitSize);
+      return false;
+   }
+
+   [[nodiscard]] static bool IsAscii(const uint8_t *source) { return *source < 0x80; }
+   static void CopyAscii(Place &at) {
+      StoreUnit(at.target, *at.source);
+      at.Move(1, kUnitSize);
+   }
+
+   // The next code point, which is none of ASCII; false, and nothing moved, when it is doubtful or, kChecked, when a
+   // side may be too short.
+   template <bool kChecked>
+   [[nodiscard]] static bool Other(Place &at) {
+      const auto has = [&at](size_t sourceSize, size_t targetSize) {
+         return !kChecked || at.Has(sourceSize, targetSize);
+      };
+      const uint32_t first = at.source[0];
       if (first < 0xE0) {
-         StoreUnit(at.target, (first & 0x1F) << 6 | (second & 0x3F));
-         if (second >= 0xC0) {
+         if (!has(2, kUnitSize) || at.source[1] >= 0xC0) {
             return false;
          }
+         StoreUnit(at.target, (first & 0x1F) << 6 | (at.source[1] & 0x3FU));
          at.Move(2, kUnitSize);
          return true;
       }
-      const uint32_t third = at.source[2];
       if (first < 0xF0) {
-         StoreUnit(at.target, first << 12 | (second & 0x3F) << 6 | (third & 0x3F));
-         if (second >= 0xC0 || third >= 0xC0) {
+         if (!has(3, kUnitSize) || at.source[1] >= 0xC0 || at.source[2] >= 0xC0) {
             return false;
          }
+         StoreUnit(at.target, first << 12 | (at.source[1] & 0x3FU) << 6 | (at.source[2] & 0x3FU));
          at.Move(3, kUnitSize);
          return true;
       }
-      const uint32_t fourth = at.source[3];
-      const uint32_t codePoint = (first & 0x07) << 18 | (second & 0x3F) << 12 | (third & 0x3F) << 6 | (fourth & 0x3F);
-      // An overlong form of one unit is rare enough for the other path.
-      if (first > 0xF7 || second >= 0xC0 || third >= 0xC0 || fourth >= 0xC0 || codePoint <= 0xFFFF) {
+      if (first > 0xF7 || !has(4, 2 * kUnitSize) || at.source[1] >= 0xC0 || at.source[2] >= 0xC0 ||
+          at.source[3] >= 0xC0) {
+         return false;
+      }
+      const uint32_t codePoint =
+         (first & 0x07) << 18 | (at.source[1] & 0x3FU) << 12 | (at.source[2] & 0x3FU) << 6 | (at.source[3] & 0x3FU);
+      if (codePoint <= 0xFFFF) { // An overlong form is rare enough for the other path.
          return false;
       }
       StoreUnit(at.target, 0xD7C0 + (codePoint >> 10));
@@ -116,18 +133,31 @@ struct Widen {
       at.Move(4, 2 * kUnitSize);
       return true;
    }
+
+private:
+   static constexpr uint64_t kBeyondAscii = 0x8080808080808080;
+
+   template <size_t Count>
+   static void StoreWidened(const Place &at) {
+      const auto bytes = Load<std::array<uint8_t, Count>>(at.source);
+      std::array<uint16_t, Count> units;
+      for (size_t i = 0; i < Count; ++i) {
+         units[i] = bytes[i];
+      }
+      Store(at.target, units);
+   }
+   static void StoreUnit(uint8_t *target, uint32_t unit) { Store(target, static_cast<uint16_t>(unit)); }
 };
 
 // UTF-16 to UTF-8.
 struct Narrow {
-   static constexpr size_t kMostRead = 2 * kUnitSize;
-   static constexpr size_t kMostWritten = 4;
    static constexpr size_t kAsciiRead = kUnitSize;
    static constexpr size_t kAsciiWritten = 1;
+   static constexpr size_t kWord = sizeof(uint64_t) / kUnitSize;
 
    template <size_t Count>
    [[nodiscard]] static bool Ascii(Place &at) {
-      if ((AnyBits<Count * kUnitSize>(at.source) & 0xFF80FF80FF80FF80U) != 0) {
+      if ((AnyBits<Count * kUnitSize>(at.source) & kBeyondAscii) != 0) {
          return false;
       }
       const auto units = Load<std::array<uint16_t, Count>>(at.source);
@@ -140,35 +170,72 @@ struct Narrow {
       return true;
    }
 
-   static uint8_t Byte(uint32_t value) { return static_cast<uint8_t>(value); }
-   static uint8_t Continuation(uint32_t bits) { return Byte(0x80 | (bits & 0x3F)); }
+   [[nodiscard]] static bool LeadingAscii(Place &at) {
+      uint64_t word = Load<uint64_t>(at.source);
+      const uint64_t beyond = word & kBeyondAscii;
+      word = (word | word >> 8) & 0x0000FFFF0000FFFF;
+      Store(at.target, static_cast<uint32_t>(word | word >> 16));
+      if (beyond == 0) {
+         at.Move(kWord * kUnitSize, kWord);
+         return true;
+      }
+      const auto count = static_cast<size_t>(std::countr_zero(beyond)) / 16;
+      at.Move(count * kUnitSize, count);
+      return false;
+   }
 
-   [[nodiscard]] static bool One(Place &at) {
+   [[nodiscard]] static bool IsAscii(const uint8_t *source) { return Load<uint16_t>(source) < 0x80; }
+   static void CopyAscii(Place &at) {
+      at.target[0] = Byte(Load<uint16_t>(at.source));
+      at.Move(kUnitSize, 1);
+   }
+
+   template <bool kChecked>
+   [[nodiscard]] static bool Other(Place &at) {
+      const auto has = [&at](size_t sourceSize, size_t targetSize) {
+         return !kChecked || at.Has(sourceSize, targetSize);
+      };
       const uint32_t unit = Load<uint16_t>(at.source);
-      if (unit < 0x80) {
-         at.target[0] = Byte(unit);
-         at.Move(kUnitSize, 1);
-      } else if ((unit & 0xFC00) != 0xD800) {
-         // Two bytes or three without a branch, which in mixed text nobody foresees. The first byte is the lowest.
-         const uint32_t last = 0x80 | (unit & 0x3F);
-         const uint32_t two = 0xC0 | unit >> 6 | last << 8;
-         const uint32_t three = 0xE0 | unit >> 12 | (0x80 | (unit >> 6 & 0x3F)) << 8 | last << 16;
-         const bool isThree = unit >= 0x800;
-         Store(at.target, isThree ? three : two);
-         at.Move(kUnitSize, isThree ? 3 : 2);
-      } else {
-         const uint32_t low = Load<uint16_t>(at.source + kUnitSize);
-         if ((low & 0xFC00) != 0xDC00) {
+      if (unit < 0x800) {
+         if (!has(kUnitSize, 2)) {
             return false;
          }
-         const uint32_t codePoint = 0x10000 + ((unit & 0x3FF) << 10 | (low & 0x3FF));
-         // Required: the first byte is as EncodeUtf8 has it.
-         Store(at.target, std::array{uint8_t{0xF0}, Continuation(codePoint >> 12), Continuation(codePoint >> 6),
-                                     Continuation(codePoint)});
-         at.Move(2 * kUnitSize, 4);
+         at.target[0] = Byte(0xC0 | unit >> 6);
+         at.target[1] = Continuation(unit);
+         at.Move(kUnitSize, 2);
+         return true;
       }
+      if ((unit & 0xFC00) != 0xD800) {
+         if (!has(kUnitSize, 3)) {
+            return false;
+         }
+         at.target[0] = Byte(0xE0 | unit >> 12);
+         at.target[1] = Continuation(unit >> 6);
+         at.target[2] = Continuation(unit);
+         at.Move(kUnitSize, 3);
+         return true;
+      }
+      if (!has(2 * kUnitSize, 4)) {
+         return false;
+      }
+      const uint32_t low = Load<uint16_t>(at.source + kUnitSize);
+      if ((low & 0xFC00) != 0xDC00) {
+         return false;
+      }
+      const uint32_t codePoint = 0x10000 + ((unit & 0x3FF) << 10 | (low & 0x3FF));
+      at.target[0] = 0xF0; // Required: as EncodeUtf8 has it.
+      at.target[1] = Continuation(codePoint >> 12);
+      at.target[2] = Continuation(codePoint >> 6);
+      at.target[3] = Continuation(codePoint);
+      at.Move(2 * kUnitSize, 4);
       return true;
    }
+
+private:
+   static constexpr uint64_t kBeyondAscii = 0xFF80FF80FF80FF80;
+
+   static uint8_t Byte(uint32_t value) { return static_cast<uint8_t>(value); }
+   static uint8_t Continuation(uint32_t bits) { return Byte(0x80 | (bits & 0x3F)); }
 };
 
 // Blocks of ASCII until one is not; a half block then, which is what many a short string ends in.
@@ -183,22 +250,41 @@ void RunOfAscii(Place &at) {
    }
 }
 
-// One by one; true when a whole batch was ASCII, false at a doubt or near an end. What is called here has this one
-// caller, so that compilers keep the place in registers.
+// Mixed text while both sides have room for a word of ASCII and any code point behind it; true when ASCII alone came so
+// often that whole blocks are worth a look. What is called here has this one caller, so that compilers keep the place
+// in registers.
 template <typename Direction>
-[[nodiscard]] bool RunOfAny(Place &at) {
-   while (const size_t steps = at.Steps(Direction::kMostRead, Direction::kMostWritten)) {
-      const uint8_t *const start = at.source;
-      for (size_t left = std::min(steps, kBatch); left > 0; --left) {
-         if (!Direction::One(at)) {
+[[nodiscard]] bool RunOfWords(Place &at) {
+   constexpr size_t kMargin = 4; // the most that a code point takes on either side
+   size_t words = 0;
+   while (at.Has(Direction::kWord * Direction::kAsciiRead + kMargin,
+                 Direction::kWord * Direction::kAsciiWritten + kMargin)) {
+      if (Direction::LeadingAscii(at)) {
+         if (++words == kBlock / Direction::kWord) {
+            return true;
+         }
+         continue;
+      }
+      words = 0;
+      do {
+         if (!Direction::template Other<false>(at)) {
             return false;
          }
-      }
-      if (at.source == start + kBatch * Direction::kAsciiRead && steps >= kBatch) {
-         return true;
-      }
+      } while (at.Has(kMargin, kMargin) && !Direction::IsAscii(at.source));
    }
    return false;
+}
+
+// One by one up to the end of either side, or a doubt.
+template <typename Direction>
+void RunToEnd(Place &at) {
+   while (at.Has(Direction::kAsciiRead, Direction::kAsciiWritten)) {
+      if (Direction::IsAscii(at.source)) {
+         Direction::CopyAscii(at);
+      } else if (!Direction::template Other<true>(at)) {
+         return;
+      }
+   }
 }
 
 template <typename Direction>
@@ -206,7 +292,8 @@ template <typename Direction>
    Place at{source, source + sourceSize, target, target + targetSize};
    do {
       RunOfAscii<Direction>(at);
-   } while (RunOfAny<Direction>(at));
+   } while (RunOfWords<Direction>(at));
+   RunToEnd<Direction>(at);
    return {static_cast<size_t>(at.source - source), static_cast<size_t>(at.target - target)};
 }
 
