@@ -4,6 +4,9 @@
 #include <array>
 #include <bit>
 #include <cstring>
+#ifdef __SSE2__
+#include <emmintrin.h>
+#endif
 
 namespace CORE {
 namespace {
@@ -11,6 +14,7 @@ namespace {
 constexpr size_t kUnitSize = sizeof(uint16_t);
 constexpr size_t kBlock = 16; // characters of an ASCII step; compilers make vector instructions of the plain loops
 constexpr size_t kHalfBlock = 8;
+constexpr size_t kEnoughAscii = 32; // characters in a row, before whole blocks are worth a look again
 
 // The leading ASCII characters of a word are found by its lowest bits.
 static_assert(std::endian::native == std::endian::little);
@@ -139,14 +143,25 @@ private:
 
    template <size_t Count>
    static void StoreWidened(const Place &at) {
-      const auto bytes = Load<std::array<uint8_t, Count>>(at.source);
+#ifdef __SSE2__
+      // What the loop below means; g++ 12 would write each block twice, to the stack as well.
+      if constexpr (Count == sizeof(__m128i)) {
+         const auto bytes = _mm_loadu_si128(reinterpret_cast<const __m128i *>(at.source));
+         auto *const target = reinterpret_cast<__m128i *>(at.target);
+         _mm_storeu_si128(target, _mm_unpacklo_epi8(bytes, _mm_setzero_si128()));
+         _mm_storeu_si128(target + 1, _mm_unpackhi_epi8(bytes, _mm_setzero_si128()));
+         return;
+      }
+#endif
       std::array<uint16_t, Count> units;
       for (size_t i = 0; i < Count; ++i) {
-         units[i] = bytes[i];
+         units[i] = at.source[i];
       }
       Store(at.target, units);
    }
-   static void StoreUnit(uint8_t *target, uint32_t unit) { Store(target, static_cast<uint16_t>(unit)); }
+   static void StoreUnit(uint8_t *target, uint32_t unit) {
+      Store(target, static_cast<uint16_t>(unit));
+   }
 };
 
 // UTF-16 to UTF-8.
@@ -160,10 +175,9 @@ struct Narrow {
       if ((AnyBits<Count * kUnitSize>(at.source) & kBeyondAscii) != 0) {
          return false;
       }
-      const auto units = Load<std::array<uint16_t, Count>>(at.source);
       std::array<uint8_t, Count> bytes;
       for (size_t i = 0; i < Count; ++i) {
-         bytes[i] = static_cast<uint8_t>(units[i]);
+         bytes[i] = Byte(Load<uint16_t>(at.source + i * kUnitSize));
       }
       Store(at.target, bytes);
       at.Move(Count * kUnitSize, Count);
@@ -171,10 +185,12 @@ struct Narrow {
    }
 
    [[nodiscard]] static bool LeadingAscii(Place &at) {
-      uint64_t word = Load<uint64_t>(at.source);
-      const uint64_t beyond = word & kBeyondAscii;
-      word = (word | word >> 8) & 0x0000FFFF0000FFFF;
-      Store(at.target, static_cast<uint32_t>(word | word >> 16));
+      const uint64_t beyond = Load<uint64_t>(at.source) & kBeyondAscii;
+      std::array<uint8_t, kWord> bytes;
+      for (size_t i = 0; i < kWord; ++i) {
+         bytes[i] = Byte(Load<uint16_t>(at.source + i * kUnitSize));
+      }
+      Store(at.target, bytes);
       if (beyond == 0) {
          at.Move(kWord * kUnitSize, kWord);
          return true;
@@ -250,27 +266,35 @@ void RunOfAscii(Place &at) {
    }
 }
 
-// Mixed text while both sides have room for a word of ASCII and any code point behind it; true when ASCII alone came so
-// often that whole blocks are worth a look. What is called here has this one caller, so that compilers keep the place
-// in registers.
+// Mixed text while both sides have room for any code point; true when ASCII alone came so often that whole blocks are
+// worth a look. What is called here has this one caller, so that compilers keep the place in registers.
 template <typename Direction>
-[[nodiscard]] bool RunOfWords(Place &at) {
+[[nodiscard]] bool RunOfAny(Place &at) {
    constexpr size_t kMargin = 4; // the most that a code point takes on either side
+   if (!at.Has(kMargin, kMargin)) {
+      return false;
+   }
+   const uint8_t *const sourceLimit = at.sourceEnd - kMargin;
+   const uint8_t *const targetLimit = at.targetEnd - kMargin;
    size_t words = 0;
-   while (at.Has(Direction::kWord * Direction::kAsciiRead + kMargin,
-                 Direction::kWord * Direction::kAsciiWritten + kMargin)) {
-      if (Direction::LeadingAscii(at)) {
-         if (++words == kBlock / Direction::kWord) {
-            return true;
+   while (at.source <= sourceLimit && at.target <= targetLimit) {
+      if (Direction::IsAscii(at.source)) {
+         if (!at.Has(Direction::kWord * Direction::kAsciiRead + kMargin,
+                     Direction::kWord * Direction::kAsciiWritten + kMargin)) {
+            Direction::CopyAscii(at);
+            continue;
          }
-         continue;
+         if (Direction::LeadingAscii(at)) {
+            if (++words == kEnoughAscii / Direction::kWord) {
+               return true;
+            }
+            continue;
+         }
+         words = 0;
       }
-      words = 0;
-      do {
-         if (!Direction::template Other<false>(at)) {
-            return false;
-         }
-      } while (at.Has(kMargin, kMargin) && !Direction::IsAscii(at.source));
+      if (!Direction::template Other<false>(at)) {
+         return false;
+      }
    }
    return false;
 }
@@ -292,7 +316,7 @@ template <typename Direction>
    Place at{source, source + sourceSize, target, target + targetSize};
    do {
       RunOfAscii<Direction>(at);
-   } while (RunOfWords<Direction>(at));
+   } while (RunOfAny<Direction>(at));
    RunToEnd<Direction>(at);
    return {static_cast<size_t>(at.source - source), static_cast<size_t>(at.target - target)};
 }

@@ -117,11 +117,16 @@ enum class Reencoded { Whole, NoRoom, Broken };
 // What most strings of a channel are: short, and then without a block of their own on the way.
 [[nodiscard]] bool AssignShort(corestring &outString, const uint8_t *source, size_t size) {
    std::array<uint8_t, kShortUnits * kMostBytesOfUnit + kMostBytes> buffer;
-   Utf8Place at{source, source + size, buffer.data(), buffer.data() + buffer.size()};
-   if (ReencodeToUtf8(at) != Reencoded::Whole) {
-      return false;
+   const RunProgress run = RunUtf16ToUtf8(source, size, buffer.data(), buffer.size());
+   size_t bytes = run.mWritten;
+   if (run.mRead != size) {
+      Utf8Place at{source + run.mRead, source + size, buffer.data() + bytes, buffer.data() + buffer.size()};
+      if (ReencodeToUtf8(at) != Reencoded::Whole) {
+         return false;
+      }
+      bytes = static_cast<size_t>(at.target - buffer.data());
    }
-   outString.Assign(reinterpret_cast<const char *>(buffer.data()), at.target - buffer.data());
+   outString.Assign(reinterpret_cast<const char *>(buffer.data()), static_cast<ptrdiff_t>(bytes));
    return true;
 }
 
