@@ -4,7 +4,7 @@
 #include <cstdint>
 
 /// Runs of code points between UTF-8 and UTF-16, at speed and without a word: what EncodeUtf8 and its neighbours in
-/// utfcodec.h would do one by one, up to the first code point that is doubtful, or close to an end.
+/// utfcodec.h would do one by one, up to the first code point that is doubtful or does not fit.
 ///
 /// The caller takes that one through utfcodec.h, which knows every rule and message, and comes back. So the rules that
 /// refuse stand in one place. Any thread.
