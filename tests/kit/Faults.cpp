@@ -77,6 +77,9 @@ void *operator new(size_t size) {
    }
    return memory;
 }
+void *operator new(size_t size, const std::nothrow_t &) noexcept {
+   return AllocationFails() ? nullptr : __real_malloc(size != 0 ? size : 1);
+}
 [[gnu::noinline]] void operator delete(void *memory) noexcept {
    std::free(memory);
 }
