@@ -2,7 +2,9 @@
 
 #include "osal/Places.h"
 #include "osal/posix/PosixPreferences.h"
+#include "osal/simulated/SimulatedCapture.h"
 #include "osal/simulated/SimulatedDevices.h"
+#include "osal/unavailable/UnavailableCapture.h"
 #include "osal/unavailable/UnavailableDevices.h"
 #include "osal/unavailable/UnavailablePreferences.h"
 #if defined(MAVR_HAVE_PIPEWIRE)
@@ -18,6 +20,7 @@ namespace osal {
 namespace {
 
 std::atomic<Devices *> gDevices{nullptr};
+std::atomic<Capture *> gCapture{nullptr};
 std::atomic<ScopedPreferences::Opener> gOpener{nullptr};
 
 std::unique_ptr<Devices> MakeNativeDevices() {
@@ -29,19 +32,58 @@ std::unique_ptr<Devices> MakeNativeDevices() {
 #endif
 }
 
-std::unique_ptr<Devices> MakeDevicesOfEnvironment() {
+std::unique_ptr<Capture> MakeNativeCapture() {
+   return MakeUnavailableCapture(
+      Status::Error(ENOSYS, "this build can't capture from the machine's own devices; MAVR_OSAL=simulated can"));
+}
+
+/// What MAVR_OSAL and MAVR_SIMULATION say.
+struct Choice {
+   enum class Backend { Native, Simulated, Unknown };
+   Backend backend = Backend::Native;
+   std::string file; ///< of the simulation; empty: the built-in set
+   Status trouble;   ///< of an unknown backend
+};
+
+Choice ChoiceOfEnvironment() {
    const char *const value = std::getenv("MAVR_OSAL");
-   const std::string choice = value != nullptr ? value : "";
-   if (choice.empty() || choice == "native") {
-      return MakeNativeDevices();
+   const std::string name = value != nullptr ? value : "";
+   if (name.empty() || name == "native") {
+      return {};
    }
-   if (choice == "simulated") {
+   if (name == "simulated") {
       const char *const file = std::getenv("MAVR_SIMULATION");
-      return MakeSimulatedDevices(file != nullptr ? file : "");
+      return {Choice::Backend::Simulated, file != nullptr ? file : "", {}};
    }
-   return MakeUnavailableDevices(
-      Status::Error(EINVAL, "MAVR_OSAL is \"" + choice + "\"; known values are \"native\" and \"simulated\""),
-      "Unset MAVR_OSAL, or set it to one of the known values.");
+   return {Choice::Backend::Unknown,
+           {},
+           Status::Error(EINVAL, "MAVR_OSAL is \"" + name + "\"; known values are \"native\" and \"simulated\"")};
+}
+
+std::unique_ptr<Devices> MakeDevicesOfEnvironment() {
+   const Choice choice = ChoiceOfEnvironment();
+   switch (choice.backend) {
+   case Choice::Backend::Native:
+      return MakeNativeDevices();
+   case Choice::Backend::Simulated:
+      return MakeSimulatedDevices(choice.file);
+   case Choice::Backend::Unknown:
+      break;
+   }
+   return MakeUnavailableDevices(choice.trouble, "Unset MAVR_OSAL, or set it to one of the known values.");
+}
+
+std::unique_ptr<Capture> MakeCaptureOfEnvironment() {
+   const Choice choice = ChoiceOfEnvironment();
+   switch (choice.backend) {
+   case Choice::Backend::Native:
+      return MakeNativeCapture();
+   case Choice::Backend::Simulated:
+      return MakeSimulatedCapture(choice.file);
+   case Choice::Backend::Unknown:
+      break;
+   }
+   return MakeUnavailableCapture(choice.trouble);
 }
 
 } // namespace
@@ -52,6 +94,15 @@ Devices &Platform::devices() {
    }
    // Never destroyed: a host thread may still list devices while the process ends.
    static Devices *const chosen = MakeDevicesOfEnvironment().release();
+   return *chosen;
+}
+
+Capture &Platform::capture() {
+   if (Capture *const installed = gCapture.load(std::memory_order_acquire)) {
+      return *installed;
+   }
+   // Never destroyed, as the devices.
+   static Capture *const chosen = MakeCaptureOfEnvironment().release();
    return *chosen;
 }
 
@@ -73,6 +124,12 @@ ScopedDevices::ScopedDevices(Devices &devices)
     : mFormer(gDevices.exchange(&devices)) {}
 ScopedDevices::~ScopedDevices() {
    gDevices.store(mFormer);
+}
+
+ScopedCapture::ScopedCapture(Capture &capture)
+    : mFormer(gCapture.exchange(&capture)) {}
+ScopedCapture::~ScopedCapture() {
+   gCapture.store(mFormer);
 }
 
 ScopedPreferences::ScopedPreferences(Opener open)

@@ -1,24 +1,14 @@
 #include "osal/simulated/SimulatedDevices.h"
 
-#include "osal/posix/FileReading.h"
 #include "osal/simulated/SimulatedAudioHardware.h"
 #include "osal/simulated/SimulatedCaptureDevice.h"
-#include "osal/simulated/SimulationFile.h"
+#include "osal/simulated/SimulationSource.h"
 
 #include <algorithm>
-#include <cerrno>
-#include <filesystem>
-#include <system_error>
 #include <utility>
 
 namespace osal {
 namespace {
-
-std::string Absolute(const std::string &file) {
-   std::error_code error;
-   const std::filesystem::path absolute = std::filesystem::absolute(file, error);
-   return error ? file : absolute.string();
-}
 
 std::string Counted(size_t count, const char *one, const char *many) {
    return std::to_string(count) + " " + (count == 1 ? one : many);
@@ -27,82 +17,54 @@ std::string Counted(size_t count, const char *one, const char *many) {
 class SimulatedDevices final : public Devices {
 public:
    explicit SimulatedDevices(const std::string &file)
-       : mFile(file.empty() ? "" : Absolute(file)) {
-      if (mFile.empty()) {
-         Take(BuiltInSimulation());
-      }
-   }
+       : mSource(file) {}
 
    std::string name() const override { return "simulated"; }
 
    Status discoverySession(std::span<const DeviceType>, MediaType mediaType, DevicePosition,
                            CaptureDeviceList *devices) override {
       devices->clear();
-      Refresh();
-      if (mTrouble.ok() && mediaType == MediaType::Video) {
+      Status status = Refresh();
+      if (status.ok() && mediaType == MediaType::Video) {
          *devices = mCameras;
       }
-      return mTrouble;
+      return status;
    }
 
    Status audioHardware(std::unique_ptr<AudioHardware> *hardware) override {
       hardware->reset();
-      Refresh();
-      if (mTrouble.ok()) {
+      Status status = Refresh();
+      if (status.ok()) {
          *hardware = MakeSimulatedAudioHardware(mSimulation);
       }
-      return mTrouble;
+      return status;
    }
 
    std::vector<Finding> diagnose() override {
-      Refresh();
-      if (!mTrouble.ok()) {
-         return {{Finding::Verdict::Failure, "simulation file", mTrouble.reason,
+      if (const Status status = Refresh(); !status.ok()) {
+         return {{Finding::Verdict::Failure, "simulation file", status.reason,
                   "Correct the file that MAVR_SIMULATION names, or unset MAVR_SIMULATION to use the built-in set."}};
       }
       std::vector<Finding> findings = {{Finding::Verdict::Ok, "simulated devices", Summary(), ""}};
       for (const std::string &warning : mSimulation->warnings) {
-         findings.push_back({Finding::Verdict::Warning, "simulation file", mFile + ":" + warning,
+         findings.push_back({Finding::Verdict::Warning, "simulation file", mSource.File() + ":" + warning,
                              "Correct the file at that place: what stands there has no effect."});
       }
       return findings;
    }
 
 private:
-   void Take(Simulation simulation) {
-      mSimulation = std::make_shared<const Simulation>(std::move(simulation));
-      mCameras.clear();
-      for (const SimulatedCamera &camera : mSimulation->cameras) {
-         mCameras.push_back(std::make_shared<SimulatedCaptureDevice>(camera));
+   Status Refresh() {
+      std::shared_ptr<const Simulation> now;
+      Status status = mSource.Read(&now);
+      if (status.ok() && now != mSimulation) {
+         mSimulation = std::move(now);
+         mCameras.clear();
+         for (const SimulatedCamera &camera : mSimulation->cameras) {
+            mCameras.push_back(std::make_shared<SimulatedCaptureDevice>(camera, mSimulation->clock));
+         }
       }
-      mTrouble = Status::Ok();
-   }
-
-   /// Reads the file again if it is not the one that was read last.
-   void Refresh() {
-      if (mFile.empty()) {
-         return;
-      }
-      const int64_t now = FileTimeNowNs();
-      struct ::stat facts {};
-      if (mIsSettled && FileLayer::system().stat(mFile.c_str(), &facts) == 0 && StampOf(facts) == mStamp) {
-         return;
-      }
-      std::string text;
-      mIsSettled = false; // until there is a stamp of a state that was read, ask again each time
-      Status status = ReadWholeFile(FileLayer::system(), mFile, kSimulationFileLimit, &text, &mStamp);
-      if (!status.ok()) {
-         mTrouble = Status::Error(status.code, "simulation file " + mFile + " " + status.reason);
-         return;
-      }
-      mIsSettled = IsSettled(mStamp, now);
-      Simulation simulation;
-      status = ParseSimulation(text, &simulation);
-      if (status.ok()) {
-         Take(std::move(simulation));
-      } else {
-         mTrouble = Status::Error(status.code, "simulation file " + mFile + ":" + status.reason);
-      }
+      return status;
    }
 
    std::string Summary() const {
@@ -112,13 +74,10 @@ private:
       return Counted(mSimulation->cameras.size(), "camera", "cameras") + ", " +
              Counted(audio.size() - outputs, "microphone", "microphones") + " and " +
              Counted(outputs, "output-only device", "output-only devices") +
-             (mFile.empty() ? " of the built-in set." : " of " + mFile + ".");
+             (mSource.File().empty() ? " of the built-in set." : " of " + mSource.File() + ".");
    }
 
-   const std::string mFile;
-   FileStamp mStamp;
-   bool mIsSettled = false;
-   Status mTrouble;
+   SimulationSource mSource;
    std::shared_ptr<const Simulation> mSimulation;
    CaptureDeviceList mCameras;
 };

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "osal/Capture.h"
 #include "osal/Devices.h"
 #include "osal/Preferences.h"
 
@@ -10,7 +11,7 @@ namespace osal {
 
 /// The one place that picks a backend.
 ///
-/// The environment decides, once, at the first call of devices():
+/// The environment decides, once each, at the first call of devices() and of capture():
 ///
 /// | MAVR_OSAL            | Devices                                                                   |
 /// |----------------------|---------------------------------------------------------------------------|
@@ -19,10 +20,12 @@ namespace osal {
 /// | anything else        | none: every call fails with a reason that names the variable's value      |
 ///
 /// Settings, clock and places are the machine's own with every backend. Threads: any thread. Life cycle: nothing
-/// happens at load; what devices() made lives until the process ends.
+/// happens at load; what devices() and capture() made lives until the process ends.
 class Platform {
 public:
    [[nodiscard]] static Devices &devices();
+   /// How the devices of devices() are captured from; where that can't be, every call for a device says why.
+   [[nodiscard]] static Capture &capture();
 
    /// Opens the preference domain `applicationId` ("com.corvane.mavr"). Never null: a domain without a place keeps
    /// nothing and says so through takeTrouble.
@@ -39,6 +42,18 @@ public:
 
 private:
    Devices *mFormer;
+};
+
+/// The same for capture.
+class ScopedCapture {
+public:
+   explicit ScopedCapture(Capture &capture);
+   ~ScopedCapture();
+   ScopedCapture(const ScopedCapture &) = delete;
+   ScopedCapture &operator=(const ScopedCapture &) = delete;
+
+private:
+   Capture *mFormer;
 };
 
 /// The same for preferences: openPreferences hands out what `open` makes.

@@ -10,8 +10,9 @@ namespace osal {
 /// The pixels of one picture, in planes: for '420f' plane 0 is luma, one byte a pixel, plane 1 is chroma, Cb and Cr in
 /// turn, one pair for each 2x2 block; sizes that are odd are rounded up in plane 1.
 ///
-/// Part of a SampleBuffer and as long-lived. Threads: one at a time. Addresses and rows are valid, and the pixels
-/// unchanged, between a successful lockBaseAddress and its unlockBaseAddress.
+/// Part of a SampleBuffer and as long-lived. Threads: one at a time. Addresses are valid, and the pixels unchanged,
+/// between a successful lockBaseAddress and its unlockBaseAddress; format, size and rows at any time. Locks do not
+/// nest.
 class PixelBuffer {
 public:
    virtual ~PixelBuffer() = default;
@@ -21,15 +22,16 @@ public:
    [[nodiscard]] virtual uint32_t pixelFormatType() const = 0; ///< FourCC
    [[nodiscard]] virtual size_t width() const = 0;             ///< pixels
    [[nodiscard]] virtual size_t height() const = 0;
-   [[nodiscard]] virtual const uint8_t *baseAddressOfPlane(size_t plane) const = 0;
+   [[nodiscard]] virtual const uint8_t *baseAddressOfPlane(size_t plane) const = 0; ///< null for a plane that is not
    [[nodiscard]] virtual size_t bytesPerRowOfPlane(size_t plane) const = 0; ///< may be longer than the picture is wide
 };
 
-/// The samples of one audio delivery, in one piece. Part of a SampleBuffer and as long-lived.
+/// The samples of one audio delivery, in one piece. Part of a SampleBuffer and as long-lived. Any thread.
 class BlockBuffer {
 public:
    virtual ~BlockBuffer() = default;
-   /// Bytes from `offset` on, and how many there are. 0, or an error number; `*length` and `*data` are then 0 and null.
+   /// Bytes from `offset` on, and how many there are. 0, or an error number (`offset` is past the end); `*length` and
+   /// `*data` are then 0 and null.
    [[nodiscard]] virtual int32_t getDataPointer(size_t offset, size_t *length, const char **data) const = 0;
 };
 
@@ -49,7 +51,8 @@ public:
 /// Owner: who made it. Threads: any thread, all methods. No call waits.
 class BufferQueue {
 public:
-   static constexpr int32_t kFull = -12763; ///< of enqueue
+   static constexpr int32_t kFull = -12764;     ///< of enqueue
+   static constexpr int32_t kNoBuffer = -12761; ///< of enqueue: the reference was empty
    virtual ~BufferQueue() = default;
    /// Keeps a reference. 0; kFull when the queue holds as many as it can, or another error number: not taken.
    [[nodiscard]] virtual int32_t enqueue(const Ref<SampleBuffer> &buffer) = 0;
