@@ -137,7 +137,13 @@ public:
          const std::string_view shown = UpToZero(text);
          const size_t blanks =
             static_cast<size_t>(width) > shown.size() ? static_cast<size_t>(width) - shown.size() : 0;
-         Become(std::string(UpToZero(mModel)) + std::string(blanks, ' ') + std::string(shown));
+         const std::string whole = std::string(UpToZero(mModel)) + std::string(blanks, ' ') + std::string(shown);
+         if (whole.size() < 8192) {
+            Become(whole);
+         } else { // whole steps
+            mModel = whole;
+            mCapacity = (whole.size() / 8192 + 1) * 8192;
+         }
          break;
       }
       case 13: {
@@ -163,18 +169,15 @@ public:
    [[nodiscard]] bool IsLarge() const { return mModel.size() > 100'000; }
 
 private:
-   // The stated rule of growth and shrinkage, for a text that is no longer empty.
+   // The text and, by the rule of growth and shrinkage, its room.
    void Become(const std::string &text) {
       const size_t extra = std::max<size_t>(text.size() / 2, 128);
       if (text.empty()) {
          mCapacity = 0;
-      } else if (mText.Data() == nullptr) {
-         std::abort();
-      } else if (mHadBlock && (mCapacity < text.size() || text.size() + 2 * extra < mCapacity)) {
-         mCapacity = text.size() + extra;
       } else if (!mHadBlock) {
-         mCapacity = mText.Capacity(); // exactly the text, or the whole steps of Format
-         Require(mCapacity >= text.size());
+         mCapacity = text.size();
+      } else if (mCapacity < text.size() || text.size() + 2 * extra < mCapacity) {
+         mCapacity = text.size() + extra;
       }
       mModel = text;
    }
@@ -249,7 +252,7 @@ private:
    void Check() {
       Require(mText.Length() == mModel.size());
       Require(std::memcmp(mText.Text(), mModel.c_str(), mModel.size() + 1) == 0);
-      Require(mText.Capacity() >= mText.Length());
+      Require(mText.Capacity() == mCapacity);
       mHadBlock = mText.Data() != nullptr;
    }
 
