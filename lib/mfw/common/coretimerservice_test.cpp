@@ -55,6 +55,7 @@ TEST_F(TimerService, IsMadeAgainByTheNextTimer) {
       while (Fires().size() <= static_cast<size_t>(i)) {
          Advance(1);
       }
+      probe->StopAndWait(); // the service's own reference is back
       probe->Release();
       EXPECT_FALSE(HasService());
    }
