@@ -3,6 +3,13 @@ find_package(PkgConfig REQUIRED)
 find_package(Threads REQUIRED)
 find_package(nlohmann_json REQUIRED)
 
+# libyuv comes with neither a pkg-config file nor a CMake package.
+find_path(LIBYUV_INCLUDE_DIR libyuv.h REQUIRED)
+find_library(LIBYUV_LIBRARY yuv REQUIRED)
+add_library(libyuv::libyuv UNKNOWN IMPORTED)
+set_target_properties(libyuv::libyuv PROPERTIES
+  IMPORTED_LOCATION "${LIBYUV_LIBRARY}" INTERFACE_INCLUDE_DIRECTORIES "${LIBYUV_INCLUDE_DIR}")
+
 if(CMAKE_SYSTEM_NAME STREQUAL "Linux")
   pkg_check_modules(PIPEWIRE REQUIRED IMPORTED_TARGET libpipewire-0.3)
   # Its method macros are GNU statement expressions, which clang counts as ours where they are used.

@@ -28,6 +28,9 @@ ALLOWED = {
     "libs/common": {
         "libs/common/codec", "libs/avCap", "libs/avManager/devices", "libs/mmdr/device", "libs/utils", "lib/mfw/common",
     },
+    "libs/avManager": {
+        "libs/avManager/devices", "libs/common", "libs/mmdr/device", "libs/utils", "lib/mfw/common", "osal",
+    },
     "libs/pcoip_mfw/linux": {"lib/corvanebase", "lib/log", "lib/mfw/common", "libs/utils", "osal"},
     "libs/mmdr": {
         "include/mmdr", "libs/avManager/devices", "libs/common", "libs/mmdr/device", "libs/pcoip_mfw/linux",
