@@ -81,6 +81,7 @@ void DataBufQueue::Uninit() {
    SetEvent(mEvent);
    mGate.CloseAndDrain(); // a reader that slept is out before its event and its slots go
    mIsInit.store(false);
+   mFilling = kNoSlot;
    const coresync hold(mInnerLock);
    mRing = RingIndices();
    mDataIndex.Drop();
@@ -102,11 +103,6 @@ void DataBufQueue::Stop() {
 }
 
 // ---- Questions ------------------------------------------------------------------------------------------------------
-
-bool DataBufQueue::IsEmpty() const {
-   const coresync hold(mInnerLock);
-   return mRing.IsEmpty();
-}
 
 bool DataBufQueue::IsFull() const {
    const coresync hold(mInnerLock);
@@ -161,17 +157,12 @@ DataBuffer *DataBufQueue::GetNextWriteBuf() {
       MAVR_LOG_ERROR("%s - Uninitialized error (mIsInit is false)!", "GetNextWriteBuf");
       return nullptr;
    }
-   DataBuffer *slot = nullptr;
-   {
-      const coresync hold(mInnerLock);
-      if (!mRing.IsFull()) {
-         slot = &mBuffers[static_cast<size_t>(mRing.WriteAt())];
-      }
-   }
-   if (slot == nullptr) {
+   mFilling = SlotToFill();
+   if (mFilling < 0) {
       MAVR_LOG_ERROR("%s - buffer is full!", "GetNextWriteBuf");
       return nullptr;
    }
+   DataBuffer *const slot = &mBuffers[static_cast<size_t>(mFilling)];
    // WriteNoCopy has taken the slot's own memory away.
    if (mBufferSize > 0 && (slot->GetData() == nullptr || slot->GetCapacity() < mBufferSize) &&
        !slot->Prepare(mBufferSize)) {
@@ -184,39 +175,6 @@ DataBuffer *DataBufQueue::GetNextWriteBuf() {
 uint8_t *DataBufQueue::GetNextWriteData() {
    const DataBuffer *const slot = GetNextWriteBuf();
    return slot != nullptr ? slot->GetData() : nullptr;
-}
-
-bool DataBufQueue::SetWriteSide(const void *data, int32_t size) {
-   const SideCheck::Use use(mProducer);
-   int32_t slot = 0;
-   {
-      const coresync hold(mInnerLock);
-      if (mRing.IsFull() || mRing.Count() == 0) {
-         return false;
-      }
-      slot = mRing.WriteAt();
-   }
-   return PutSide(slot, data, size);
-}
-
-bool DataBufQueue::PutSide(int32_t slot, const void *side, int32_t sideSize) {
-   if (sideSize == 0) {
-      return true;
-   }
-   DataBuffer &buffer = mSideBuffers[static_cast<size_t>(slot)];
-   buffer.Reset();
-   return buffer.Append(side, sideSize, true);
-}
-
-bool DataBufQueue::CommitWrite() {
-   const SideCheck::Use use(mProducer);
-   const coresync hold(mInnerLock);
-   // A commit without a slot would put the indices out of order.
-   if (mRing.IsFull() || mRing.Count() == 0) {
-      return false;
-   }
-   mRing.AdvanceWrite();
-   return true;
 }
 
 // ---- Producer, by copy ----------------------------------------------------------------------------------------------
@@ -269,6 +227,7 @@ uint8_t *DataBufQueue::WriteAndGetData(const void *data, int32_t size, const voi
 }
 
 bool DataBufQueue::FinishWrite(int32_t slot, const void *side, int32_t sideSize) {
+   mFilling = kNoSlot;
    DataBuffer &buffer = mBuffers[static_cast<size_t>(slot)];
    if (mKeepTimes) {
       buffer.Stopwatch().Ticks(ThreadStopwatch::Command::RestartRunning);
@@ -291,12 +250,6 @@ bool DataBufQueue::FinishWrite(int32_t slot, const void *side, int32_t sideSize)
 
 // ---- Consumer -------------------------------------------------------------------------------------------------------
 
-DataBuffer *DataBufQueue::GetNextReadBuf() {
-   const SideCheck::Use use(mConsumer);
-   const coresync hold(mInnerLock);
-   return mRing.IsEmpty() ? nullptr : &mBuffers[static_cast<size_t>(mRing.ReadAt())];
-}
-
 DataBuffer *DataBufQueue::GetNextReadBufLocked() {
    const coresync hold(mOuterLock);
    return GetNextReadBuf();
@@ -308,26 +261,9 @@ DataBuffer *DataBufQueue::GetReadSide() {
    return mRing.Count() == 0 ? nullptr : &mSideBuffers[static_cast<size_t>(mRing.ReadAt())];
 }
 
-bool DataBufQueue::CommitRead() {
-   const SideCheck::Use use(mConsumer);
-   const coresync hold(mInnerLock);
-   // Giving back what was not taken would put the indices out of order.
-   if (mRing.IsEmpty()) {
-      return false;
-   }
-   GiveBackOne();
-   return true;
-}
-
 bool DataBufQueue::CommitReadLocked() {
    const coresync hold(mOuterLock);
    return CommitRead();
-}
-
-void DataBufQueue::GiveBackOne() {
-   mBuffers[static_cast<size_t>(mRing.ReadAt())].Reset();
-   mRing.AdvanceRead();
-   mConsumedTotal.fetch_add(1, std::memory_order_relaxed);
 }
 
 bool DataBufQueue::SkipRead(int32_t n) {

@@ -142,7 +142,10 @@ public:
    bool ReleaseByData(const void *data);
 
 private:
+   static constexpr int32_t kNoSlot = -1;
+
    bool Allocate(int32_t count);
+   [[nodiscard]] int32_t SlotToFill() const; ///< kNoSlot when full or not initialised
    /// Index of the slot that a call by copy may fill, in `*slot`; false when it holds unread data or the ring is full.
    bool CanWrite(int32_t *slot) const;
    bool FinishWrite(int32_t slot, const void *side, int32_t sideSize);
@@ -158,6 +161,7 @@ private:
    std::unique_ptr<DataBuffer[]> mSideBuffers;
    int32_t mReserveCount = 0;
    int32_t mBufferSize = 0;
+   int32_t mFilling = kNoSlot; // the producer's: the slot between GetNextWriteBuf and CommitWrite
    mutable CORE::corecritsec mInnerLock;
    RingIndices mRing MAVR_GUARDED_BY(mInnerLock);
    bool mKeepTimes = false;
@@ -175,3 +179,67 @@ private:
    SideCheck mProducer;
    SideCheck mConsumer;
 };
+
+// What every frame takes: short, and where it counts, in line.
+
+inline bool DataBufQueue::IsEmpty() const {
+   const CORE::coresync hold(mInnerLock);
+   return mRing.IsEmpty();
+}
+
+inline bool DataBufQueue::SetWriteSide(const void *data, int32_t size) {
+   const SideCheck::Use use(mProducer);
+   // The slot that GetNextWriteBuf gave is the producer's: no look at the indices is needed.
+   const int32_t slot = mFilling >= 0 ? mFilling : SlotToFill();
+   return slot >= 0 && PutSide(slot, data, size);
+}
+
+inline int32_t DataBufQueue::SlotToFill() const {
+   const CORE::coresync hold(mInnerLock);
+   return mRing.IsFull() || mRing.Count() == 0 ? kNoSlot : mRing.WriteAt();
+}
+
+inline bool DataBufQueue::PutSide(int32_t slot, const void *side, int32_t sideSize) {
+   if (sideSize == 0) {
+      return true;
+   }
+   DataBuffer &buffer = mSideBuffers[static_cast<size_t>(slot)];
+   buffer.Reset();
+   return buffer.Set(side, sideSize) || buffer.Append(side, sideSize, true);
+}
+
+inline bool DataBufQueue::CommitWrite() {
+   const SideCheck::Use use(mProducer);
+   mFilling = kNoSlot;
+   const CORE::coresync hold(mInnerLock);
+   // A commit without a slot would put the indices out of order.
+   if (mRing.IsFull() || mRing.Count() == 0) {
+      return false;
+   }
+   mRing.AdvanceWrite();
+   return true;
+}
+
+inline DataBuffer *DataBufQueue::GetNextReadBuf() {
+   const SideCheck::Use use(mConsumer);
+   const CORE::coresync hold(mInnerLock);
+   return mRing.IsEmpty() ? nullptr : &mBuffers[static_cast<size_t>(mRing.ReadAt())];
+}
+
+inline bool DataBufQueue::CommitRead() {
+   const SideCheck::Use use(mConsumer);
+   const CORE::coresync hold(mInnerLock);
+   // Giving back what was not taken would put the indices out of order.
+   if (mRing.IsEmpty()) {
+      return false;
+   }
+   GiveBackOne();
+   return true;
+}
+
+inline void DataBufQueue::GiveBackOne() {
+   mBuffers[static_cast<size_t>(mRing.ReadAt())].Reset();
+   mRing.AdvanceRead();
+   // Written under the lock only, so that it needs no atomic addition.
+   mConsumedTotal.store(mConsumedTotal.load(std::memory_order_relaxed) + 1, std::memory_order_relaxed);
+}

@@ -158,30 +158,6 @@ void DataBuffer::Free() {
 
 // ---- Content --------------------------------------------------------------------------------------------------------
 
-// The one place that copies in. The bytes may lie in this buffer.
-bool DataBuffer::Put(int64_t offset, const void *data, int32_t size) {
-   if (size < 0 || offset < 0 || offset + size > mCapacity) {
-      return false;
-   }
-   if (size == 0) {
-      return true;
-   }
-   if (data == nullptr || mData == nullptr) {
-      return false;
-   }
-   std::memmove(mData + offset, data, static_cast<size_t>(size));
-   return true;
-}
-
-bool DataBuffer::Set(const void *data, int32_t size) {
-   if (!Put(0, data, size)) {
-      return false;
-   }
-   mLength = size;
-   mReadOffset = 0;
-   return true;
-}
-
 bool DataBuffer::Set(const void *data1, int32_t size1, const void *data2, int32_t size2) {
    // Looked at first, so that a second piece that does not fit leaves the first one unwritten.
    const bool fits =
@@ -260,17 +236,6 @@ bool DataBuffer::CopyFrom(const DataBuffer &other) {
    mLength = std::min(mLength, size);
    mReadOffset = std::min(mReadOffset, std::max(mLength, 0));
    return true;
-}
-
-void DataBuffer::Reset() {
-   mMarks[1] = 0;
-   if (mCapacity != 0 && mLength != 0) {
-      mLength = 0;
-      mReadOffset = 0;
-   }
-   if (!mOwned) {
-      mData = nullptr;
-   }
 }
 
 // ---- Access ---------------------------------------------------------------------------------------------------------

@@ -4,6 +4,7 @@
 
 #include <array>
 #include <cstdint>
+#include <cstring>
 
 /// A byte buffer that owns its memory or points at a caller's, with a length and a read position.
 ///
@@ -110,3 +111,40 @@ private:
    std::array<uint64_t, 2> mMarks{};
    ThreadStopwatch mStopwatch;
 };
+
+// What the queue does for every frame.
+
+inline void DataBuffer::Reset() {
+   mMarks[1] = 0;
+   if (mCapacity != 0 && mLength != 0) {
+      mLength = 0;
+      mReadOffset = 0;
+   }
+   if (!mOwned) {
+      mData = nullptr;
+   }
+}
+
+// The one place that copies in. The bytes may lie in this buffer.
+inline bool DataBuffer::Put(int64_t offset, const void *data, int32_t size) {
+   if (size < 0 || offset < 0 || offset + size > mCapacity) {
+      return false;
+   }
+   if (size == 0) {
+      return true;
+   }
+   if (data == nullptr || mData == nullptr) {
+      return false;
+   }
+   std::memmove(mData + offset, data, static_cast<size_t>(size));
+   return true;
+}
+
+inline bool DataBuffer::Set(const void *data, int32_t size) {
+   if (!Put(0, data, size)) {
+      return false;
+   }
+   mLength = size;
+   mReadOffset = 0;
+   return true;
+}
