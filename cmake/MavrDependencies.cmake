@@ -16,6 +16,7 @@ if(CMAKE_SYSTEM_NAME STREQUAL "Linux")
   target_compile_options(PkgConfig::PIPEWIRE INTERFACE
     $<$<COMPILE_LANG_AND_ID:CXX,Clang,AppleClang>:-Wno-gnu-statement-expression>)
   pkg_check_modules(PLIST REQUIRED IMPORTED_TARGET libplist-2.0)
+  pkg_check_modules(UUID REQUIRED IMPORTED_TARGET uuid)
   pkg_check_modules(CRYPTO REQUIRED IMPORTED_TARGET libcrypto)
 endif()
 pkg_check_modules(TOMLPLUSPLUS REQUIRED IMPORTED_TARGET tomlplusplus)

@@ -31,11 +31,15 @@ public:
    }
 };
 
-// Never destroyed: the log may read it while the process ends.
-PosixClock &systemClock() {
-   static PosixClock *const clock = new PosixClock;
-   return *clock;
-}
+// Ready before anything runs, without memory that might lack, and never destroyed: the log may read it while the
+// process ends.
+union Immortal {
+   constexpr Immortal()
+       : clock() {}
+   ~Immortal() {} // NOLINT: on purpose it does not end the clock's life
+   PosixClock clock;
+};
+constinit Immortal gSystem;
 
 std::atomic<Clock *> gInstalled{nullptr};
 
@@ -43,7 +47,7 @@ std::atomic<Clock *> gInstalled{nullptr};
 
 Clock &Clock::current() {
    Clock *const installed = gInstalled.load(std::memory_order_acquire);
-   return installed != nullptr ? *installed : systemClock();
+   return installed != nullptr ? *installed : gSystem.clock;
 }
 
 bool Clock::waitWhile(const std::atomic<uint32_t> &word, uint32_t value, uint64_t deadlineNs) {

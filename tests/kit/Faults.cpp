@@ -80,10 +80,22 @@ void *operator new(size_t size) {
 void *operator new(size_t size, const std::nothrow_t &) noexcept {
    return AllocationFails() ? nullptr : __real_malloc(size != 0 ? size : 1);
 }
+void *operator new[](size_t size) {
+   return operator new(size);
+}
+void *operator new[](size_t size, const std::nothrow_t &tag) noexcept {
+   return operator new(size, tag);
+}
 [[gnu::noinline]] void operator delete(void *memory) noexcept {
    std::free(memory);
 }
 [[gnu::noinline]] void operator delete(void *memory, size_t) noexcept {
+   std::free(memory);
+}
+[[gnu::noinline]] void operator delete[](void *memory) noexcept {
+   std::free(memory);
+}
+[[gnu::noinline]] void operator delete[](void *memory, size_t) noexcept {
    std::free(memory);
 }
 

@@ -42,6 +42,15 @@ TEST(Faults, NewThrows) {
    EXPECT_THROW((void)std::make_unique<int[]>(100), std::bad_alloc);
 }
 
+TEST(Faults, NewThatDoesNotThrowGivesNull) {
+   FailNth fault(Fault::Allocation, 1, Repeat::FromThenOn);
+   int *volatile one = new (std::nothrow) int;
+   int *volatile many = new (std::nothrow) int[100];
+   fault.Disarm();
+   EXPECT_EQ(one, nullptr);
+   EXPECT_EQ(many, nullptr);
+}
+
 TEST(Faults, AThreadCannotBeHad) {
    const auto start = [](void *) -> void * {
       return nullptr;

@@ -43,6 +43,23 @@ uint32_t GetCurrentThreadId() {
    return WindowsThread::CurrentId();
 }
 
+uint32_t TlsAlloc() {
+   pthread_key_t key{};
+   return pthread_key_create(&key, nullptr) == 0 ? static_cast<uint32_t>(key) : TLS_OUT_OF_INDEXES;
+}
+
+void *TlsGetValue(uint32_t index) {
+   return pthread_getspecific(index);
+}
+
+bool TlsSetValue(uint32_t index, void *value) {
+   return pthread_setspecific(index, value) == 0;
+}
+
+bool TlsFree(uint32_t index) {
+   return pthread_key_delete(index) == 0;
+}
+
 // ---- Events and waits -----------------------------------------------------------------------------------------------
 
 HANDLE CreateEvent(void * /*attributes*/, bool manualReset, bool initialState, const char *name) {
@@ -72,6 +89,15 @@ bool CloseHandle(HANDLE handle) {
    return true;
 }
 
+namespace {
+
+// The clock is asked only by who has to wait.
+bool TakeOrWait(HANDLE handle, uint32_t ms) {
+   return handle->TakeAtOnce() || handle->DoWait(osal::Clock::current().deadlineAfterMs(ms));
+}
+
+} // namespace
+
 uint32_t WaitForSingleObject(HANDLE handle, uint32_t ms) {
    if (handle == nullptr) {
       return WAIT_FAILED;
@@ -79,7 +105,7 @@ uint32_t WaitForSingleObject(HANDLE handle, uint32_t ms) {
    if (ms == 0) {
       return handle->IsSignalled() ? WAIT_OBJECT_0 : WAIT_TIMEOUT;
    }
-   return handle->DoWait(osal::Clock::current().deadlineAfterMs(ms)) ? WAIT_OBJECT_0 : WAIT_TIMEOUT;
+   return TakeOrWait(handle, ms) ? WAIT_OBJECT_0 : WAIT_TIMEOUT;
 }
 
 namespace {
@@ -87,7 +113,7 @@ namespace {
 // Required: the timed form also for a time of 0, so that the handles are consumed, one after the other.
 uint32_t WaitForAll(uint32_t count, const HANDLE *handles, uint32_t ms) {
    for (uint32_t i = 0; i < count; ++i) {
-      if (handles[i] == nullptr || !handles[i]->DoWait(osal::Clock::current().deadlineAfterMs(ms))) {
+      if (handles[i] == nullptr || !TakeOrWait(handles[i], ms)) {
          return WAIT_TIMEOUT;
       }
    }

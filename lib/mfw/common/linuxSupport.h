@@ -8,7 +8,9 @@
 #include <cstdint>
 #include <pthread.h>
 
-/// The Windows-model calls that the runtime, the queues and the channel layer are written against.
+/// The Windows-model calls that the runtime, the queues and the channel layer are written against: threads, events and
+/// waits, critical sections, interlocked calls, time. Its calls on text are in linuxSupportText.h, its questions to the
+/// system in linuxSupportSystem.h.
 ///
 /// Results of waits: 0 or the index of the handle; WAIT_TIMEOUT (258); WAIT_FAILED (0xFFFFFFFF) for a bad handle.
 /// Times are milliseconds; INFINITE (0xFFFFFFFF) is no limit; time passes by osal::Clock, on its monotonic clock.
@@ -21,6 +23,7 @@ inline constexpr uint32_t INFINITE = 0xFFFFFFFF;
 inline constexpr uint32_t WAIT_OBJECT_0 = 0;
 inline constexpr uint32_t WAIT_TIMEOUT = 258;
 inline constexpr uint32_t WAIT_FAILED = 0xFFFFFFFF;
+inline constexpr uint32_t TLS_OUT_OF_INDEXES = 0xFFFFFFFF;
 inline constexpr uint32_t CREATE_SUSPENDED = 1; ///< bit of _beginthreadex's flags; ignored with a line in the log
 
 // ---- Threads --------------------------------------------------------------------------------------------------------
@@ -38,6 +41,15 @@ inline constexpr uint32_t CREATE_SUSPENDED = 1; ///< bit of _beginthreadex's fla
 bool TerminateThread(HANDLE handle);
 /// The generated id of the calling thread; a thread not created here gets one at its first call. 0 without memory.
 [[nodiscard]] uint32_t GetCurrentThreadId();
+
+/// A slot in which each thread keeps a pointer of its own, null at first; TLS_OUT_OF_INDEXES when there is none left.
+/// Nothing is done to the pointers when a thread ends or the slot is freed.
+[[nodiscard]] uint32_t TlsAlloc();
+/// The calling thread's pointer.
+[[nodiscard]] void *TlsGetValue(uint32_t index);
+/// False, errno untouched, for an index that is none.
+bool TlsSetValue(uint32_t index, void *value);
+bool TlsFree(uint32_t index);
 
 // ---- Events and waits -----------------------------------------------------------------------------------------------
 

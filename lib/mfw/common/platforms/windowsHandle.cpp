@@ -33,19 +33,35 @@ private:
 };
 
 void PthreadCondition::Broadcast() {
-   mSequence.fetch_add(1);
-   osal::schedulePoint();
-   if (mSleepers.load() != 0) {
-      osal::waitword::wakeAll(mSequence);
-   }
+   AnnounceBroadcast().WakeAll();
 }
 
 void PthreadCondition::Signal() {
-   mSignalled.store(true);
+   AnnounceSignal().WakeOne();
+}
+
+PthreadCondition::Sleepers PthreadCondition::AnnounceBroadcast() {
    mSequence.fetch_add(1);
    osal::schedulePoint();
-   if (mSleepers.load() != 0) {
-      osal::waitword::wakeOne(mSequence);
+   return Sleepers(mSleepers.load() != 0 ? &mSequence : nullptr);
+}
+
+PthreadCondition::Sleepers PthreadCondition::AnnounceSignal() {
+   mSignalled.store(true);
+   return AnnounceBroadcast();
+}
+
+void PthreadCondition::Sleepers::WakeOne() const {
+   osal::schedulePoint();
+   if (mWord != nullptr) {
+      osal::waitword::wakeOne(*mWord);
+   }
+}
+
+void PthreadCondition::Sleepers::WakeAll() const {
+   osal::schedulePoint();
+   if (mWord != nullptr) {
+      osal::waitword::wakeAll(*mWord);
    }
 }
 
@@ -110,15 +126,35 @@ void WindowsHandle::Set() {
    if (SetUnattended()) {
       return;
    }
-   const std::lock_guard<std::mutex> hold(mMutex);
-   mState.fetch_or(kSet);
-   osal::schedulePoint();
    if (IsManualReset()) {
-      mCondition.Broadcast();
+      SetForAll();
    } else {
-      mCondition.Signal();
+      SetForOne();
    }
-   WakeMultipleWaits();
+}
+
+void WindowsHandle::SetForAll() {
+   PthreadCondition::Sleepers single;
+   {
+      const std::lock_guard<std::mutex> hold(mMutex);
+      mState.fetch_or(kSet);
+      single = mCondition.AnnounceBroadcast();
+      SignalAllMultipleWaits();
+   }
+   single.WakeAll(); // the handle may be gone by now
+}
+
+void WindowsHandle::SetForOne() {
+   PthreadCondition::Sleepers single;
+   PthreadCondition::Sleepers multiple;
+   {
+      const std::lock_guard<std::mutex> hold(mMutex);
+      mState.fetch_or(kSet);
+      single = mCondition.AnnounceSignal();
+      multiple = SignalOneMultipleWait();
+   }
+   single.WakeOne(); // the handle may be gone by now
+   multiple.WakeOne();
 }
 
 // A word that is set already is written again all the same: what the setter did before must be seen by whoever
@@ -126,7 +162,7 @@ void WindowsHandle::Set() {
 bool WindowsHandle::SetUnattended() {
    uint32_t found = mState.load(std::memory_order_relaxed);
    while ((found & kAttended) == 0) {
-      if (mState.compare_exchange_weak(found, kSet)) {
+      if (mState.compare_exchange_weak(found, found | kSet)) {
          return true;
       }
    }
@@ -153,28 +189,26 @@ void WindowsHandle::Leave() {
    }
 }
 
-void WindowsHandle::WakeMultipleWaits() {
-   if (IsManualReset()) {
-      for (PthreadCondition *const waiter : mWaiters) {
-         if (!IsSignalled()) {
-            return;
-         }
-         waiter->Signal();
+void WindowsHandle::SignalAllMultipleWaits() {
+   for (PthreadCondition *const waiter : mWaiters) {
+      if (!IsSignalled()) {
+         return;
       }
-      return;
-   }
-   if (!mWaiters.empty()) {
-      constexpr double kPerDraw = 3000.0 / 2147483648.0;
-      const auto draw = static_cast<size_t>(std::rand() * kPerDraw) + 1;
-      mPicked = mWaiters[draw % mWaiters.size()];
-      mPicked->Signal();
+      waiter->Signal();
    }
 }
 
-bool WindowsHandle::DoWait(uint64_t deadlineNs) {
-   if (IsSignalled() && Satisfied()) {
-      return true;
+PthreadCondition::Sleepers WindowsHandle::SignalOneMultipleWait() {
+   if (mWaiters.empty()) {
+      return {};
    }
+   constexpr double kPerDraw = 3000.0 / 2147483648.0;
+   const auto draw = static_cast<size_t>(std::rand() * kPerDraw) + 1;
+   mPicked = mWaiters[draw % mWaiters.size()];
+   return mPicked->AnnounceSignal();
+}
+
+bool WindowsHandle::DoWait(uint64_t deadlineNs) {
    osal::schedulePoint();
    const Attendance attendance(*this);
    for (bool inTime = true;;) {
@@ -216,7 +250,7 @@ void WindowsHandle::RemoveWaiter(PthreadCondition *leaving, bool used) {
    if (mPicked == leaving) {
       mPicked = nullptr;
       if (!used && IsSignalled()) {
-         WakeMultipleWaits();
+         SignalOneMultipleWait().WakeOne();
       }
    }
 }
@@ -224,11 +258,8 @@ void WindowsHandle::RemoveWaiter(PthreadCondition *leaving, bool used) {
 // ---- WindowsEvent ---------------------------------------------------------------------------------------------------
 
 WindowsEvent::WindowsEvent(bool manualReset, bool initialState)
-    : mManualReset(manualReset) {
-   if (initialState) {
-      Set();
-   }
-}
+    : WindowsHandle((manualReset ? 0 : kAutoReset) | (initialState ? kSet : 0))
+    , mManualReset(manualReset) {}
 
 bool WindowsEvent::Satisfied() {
    return mManualReset || ConsumeWord();

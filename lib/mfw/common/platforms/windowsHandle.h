@@ -34,6 +34,24 @@ public:
    /// Wakes one who holds a ticket, and leaves a mark for one who comes later.
    void Signal();
 
+   /// The sleepers that a signal has still to wake, if any. Only an address: the condition may be gone by then.
+   class Sleepers {
+   public:
+      Sleepers() = default;
+      void WakeOne() const;
+      void WakeAll() const;
+
+   private:
+      friend class PthreadCondition;
+      explicit Sleepers(std::atomic<uint32_t> *word)
+          : mWord(word) {}
+      std::atomic<uint32_t> *mWord = nullptr;
+   };
+   /// Broadcast and Signal in two steps: everything but the waking, which the caller does when it has let go of its
+   /// lock. Otherwise who wakes up would run into that lock.
+   [[nodiscard]] Sleepers AnnounceBroadcast();
+   [[nodiscard]] Sleepers AnnounceSignal();
+
    [[nodiscard]] uint32_t Ticket() const { return mSequence.load(); }
 
 private:
@@ -50,7 +68,8 @@ private:
 /// a thread that was let through may close it at once, even while the one who set it is still on its way out.
 /// Locks: mMutex guards the list of multiple waits and who attends; a multiple wait takes the mutexes of its handles
 /// one at a time. The word itself is changed in single steps: without the mutex only while nobody attends, so that who
-/// sets it touches the handle no more after the step that lets a waiter through. No wait happens under the mutex.
+/// sets it touches the handle no more after the step that lets a waiter through. No wait happens under the mutex, and
+/// waking, which takes only an address, after it.
 /// Life cycle: created -> Close, which deletes it.
 class WindowsHandle {
 public:
@@ -75,6 +94,11 @@ public:
    /// The word as it is; consumes nothing.
    [[nodiscard]] bool IsSignalled() const { return (mState.load() & kSet) != 0; }
 
+   /// Ends a single wait that need not wait: as if Satisfied were called, but without a virtual call. False: DoWait.
+   bool TakeAtOnce() {
+      const uint32_t found = mState.load();
+      return (found & kSet) != 0 && ((found & kAutoReset) == 0 || ConsumeWord());
+   }
    /// Waits until the word is set and Satisfied agrees; false when `deadlineNs` came first. An endless wait
    /// (osal::Clock::kNoDeadline) that fails logs so at DEBUG. A cancellation point: a cancelled waiter leaves nothing
    /// behind, and a signal that had woken it goes to another one.
@@ -87,6 +111,13 @@ public:
    void RemoveWaiter(PthreadCondition *leaving, bool used);
 
 protected:
+   static constexpr uint32_t kSet = 1;      // the word
+   static constexpr uint32_t kAttended = 2; // a wait is on the list or about to sleep: Set has to look for whom to wake
+   static constexpr uint32_t kAutoReset = 4; // never changes: a single wait consumes the word
+
+   explicit WindowsHandle(uint32_t state)
+       : mState(state) {}
+
    /// Clears the word if it is set, in one step: whether it was.
    bool ConsumeWord();
 
@@ -96,13 +127,13 @@ protected:
 private:
    class Attendance;
 
-   static constexpr uint32_t kSet = 1;      // the word
-   static constexpr uint32_t kAttended = 2; // a wait is on the list or about to sleep: Set has to look for whom to wake
-
    bool SetUnattended();
+   void SetForAll();
+   void SetForOne();
    void Attend();
    void Leave();
-   void WakeMultipleWaits();
+   void SignalAllMultipleWaits();
+   [[nodiscard]] PthreadCondition::Sleepers SignalOneMultipleWait();
 
    PthreadCondition mCondition;
    std::atomic<uint32_t> mState{0};
