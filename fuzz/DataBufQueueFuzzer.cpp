@@ -33,8 +33,8 @@ std::string Next(size_t size) {
 
 // 0 to 63 as they are; above that the sizes that nobody should ask for.
 int32_t Strange(uint8_t size) {
-   constexpr int32_t kStrange[] = {-1, INT32_MIN, INT32_MAX, INT32_MAX - 1, 65536, -65536};
-   return size < 64 ? size : kStrange[size % 6];
+   constexpr int32_t kStrange[] = {-1, INT32_MIN, INT32_MAX, 65536, -65536};
+   return size < 64 ? size : kStrange[size % 5];
 }
 
 class QueueModel {
@@ -167,6 +167,9 @@ class BufferModel {
 public:
    void Do(uint8_t operation, uint8_t size) {
       const int32_t n = Strange(size);
+      if (n == INT32_MAX && (mText.empty() || operation % 10 == 5 || operation % 10 == 6)) {
+         return; // 2 GiB that would be had, and cost a second
+      }
       const std::string text = Next(n > 0 && n < 100 ? static_cast<size_t>(n) : 0);
       const bool real = n >= 0 && n < 100;
       switch (operation % 10) {
