@@ -35,7 +35,11 @@ public:
       return *this;
    }
    corestring &operator=(corestring &&other) noexcept;
-   ~corestring() { Release(); }
+   ~corestring() {
+      if (mText != nullptr) { // most are moved from by now
+         Release();
+      }
+   }
 
    /// `length` bytes of `source`, which may lie inside this text; -1 or -2: up to its zero.
    void Assign(const char *source, ptrdiff_t length = -1);

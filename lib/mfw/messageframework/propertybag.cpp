@@ -282,10 +282,11 @@ void PropertyBag::AddBinary(const char *name, const void *data, size_t size) {
 }
 
 void PropertyBag::Set(const char *name, corestring value) {
-   if (PropertyBagEntry *const entry = Find(name); entry != nullptr) {
+   const PropertyBagName key(name);
+   if (PropertyBagEntry *const entry = mBody->Find(key); entry != nullptr) {
       entry->SetValue(std::move(value));
    } else {
-      Add(name, std::move(value));
+      mBody->Append(PropertyBagEntry::Create({key.Text().data(), key.Text().size()}, std::move(value)));
    }
 }
 

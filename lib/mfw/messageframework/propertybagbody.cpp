@@ -1,7 +1,6 @@
 #include "lib/mfw/messageframework/propertybagbody.h"
 
 #include "lib/mfw/common/coreException.h"
-#include "lib/mfw/messageframework/propertybagnumber.h"
 
 #include <algorithm>
 #include <unordered_set>
@@ -27,36 +26,10 @@ void WriteZeros(char *bytes, size_t size) {
 
 } // namespace
 
-// ---- Names ----------------------------------------------------------------------------------------------------------
-
-PropertyBagName::PropertyBagName(std::string_view name)
-    : mText(name) {
-   const size_t size = std::min(name.size(), sizeof mHead);
-   for (size_t at = 0; at < size; ++at) {
-      mHead |= uint64_t{static_cast<unsigned char>(bagnumber::Folded(name[at]))} << (8 * at);
-   }
-}
-
-bool PropertyBagName::SameTail(const PropertyBagName &other) const {
-   return bagnumber::EqualFolded(mText.substr(sizeof mHead), other.mText.substr(sizeof mHead));
-}
-
-void PropertyBagName::Wipe() {
-   WriteZeros(reinterpret_cast<char *>(&mHead), sizeof mHead);
-}
-
-size_t PropertyBagName::Hash() const {
-   uint64_t hash = 0xCBF29CE484222325; // FNV-1a
-   for (const char byte : mText) {
-      hash = (hash ^ static_cast<unsigned char>(bagnumber::Folded(byte))) * 0x100000001B3;
-   }
-   return hash;
-}
-
 // ---- Entries --------------------------------------------------------------------------------------------------------
 
 PropertyBagEntry::PropertyBagEntry(corestring &&name, corestring &&value, PropertyBagBodyRef bag)
-    : mKey({name.Text(), name.Length()})
+    : mNameHead(PropertyBagName(std::string_view(name.Text(), name.Length())).Head())
     , mName(std::move(name))
     , mValue(std::move(value))
     , mBag(std::move(bag)) {}
@@ -88,7 +61,7 @@ void PropertyBagEntry::SetBag(PropertyBagBodyRef bag) {
 }
 
 void PropertyBagEntry::Wipe() {
-   mKey.Wipe();
+   WriteZeros(reinterpret_cast<char *>(&mNameHead), sizeof mNameHead);
    WriteZeros(mName.Data(), mName.Length());
    WriteZeros(mValue.Data(), mValue.Length());
 }
@@ -122,20 +95,6 @@ PropertyBagEntry &PropertyBagBody::At(size_t index) const {
       throw coreException("PropertyBag: index is out of range");
    }
    return *mEntries[index];
-}
-
-size_t PropertyBagBody::IndexOf(const PropertyBagName &name, size_t start) const {
-   for (size_t index = start; index < mEntries.size(); ++index) {
-      if (mEntries[index]->Key() == name) {
-         return index;
-      }
-   }
-   return kNone;
-}
-
-PropertyBagEntry *PropertyBagBody::Find(const PropertyBagName &name) const {
-   const size_t index = IndexOf(name);
-   return index != kNone ? mEntries[index].get() : nullptr;
 }
 
 size_t PropertyBagBody::NextBag(const PropertyBagName &name, size_t start) const {
@@ -176,7 +135,7 @@ void PropertyBagBody::RemoveAt(size_t index) {
 
 void PropertyBagBody::Remove(const PropertyBagName &name, bool all, bool secure) {
    const auto goes = [&](const PropertyBagEntryRef &entry) {
-      return entry->Key() == name;
+      return entry->HasName(name);
    };
    const auto first = std::find_if(mEntries.begin(), mEntries.end(), goes);
    if (first == mEntries.end()) {

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "lib/mfw/common/corestring.h"
+#include "lib/mfw/messageframework/propertybagname.h"
 
 #include <atomic>
 #include <cstddef>
@@ -27,30 +28,6 @@ struct GiveUpReference {
 using PropertyBagBodyRef = std::unique_ptr<PropertyBagBody, GiveUpReference>;
 using PropertyBagEntryRef = std::unique_ptr<PropertyBagEntry, GiveUpReference>;
 
-/// A name made ready for comparing with many others: its length, and its first bytes with the case of ASCII letters
-/// gone, in one word.
-class PropertyBagName {
-public:
-   /// Null is the empty name. The text must live as long as this.
-   explicit PropertyBagName(const char *name)
-       : PropertyBagName(name != nullptr ? std::string_view(name) : std::string_view()) {}
-   explicit PropertyBagName(std::string_view name);
-
-   [[nodiscard]] bool operator==(const PropertyBagName &other) const {
-      return mHead == other.mHead && mText.size() == other.mText.size() &&
-             (mText.size() <= sizeof mHead || SameTail(other));
-   }
-   [[nodiscard]] std::string_view Text() const { return mText; } ///< as it was given
-   [[nodiscard]] size_t Hash() const;
-   void Wipe(); ///< for a name whose text has been wiped
-
-private:
-   [[nodiscard]] bool SameTail(const PropertyBagName &other) const;
-
-   std::string_view mText;
-   uint64_t mHead = 0;
-};
-
 /// A name with a text, with bytes, or with a bag.
 ///
 /// Owner: the body, and whoever took a reference. Threads and locks: those of the body. Life cycle: from Create, with
@@ -65,7 +42,10 @@ public:
    int64_t Release();
 
    [[nodiscard]] const corestring &Name() const { return mName; }
-   [[nodiscard]] const PropertyBagName &Key() const { return mKey; }
+   [[nodiscard]] PropertyBagName Key() const { return {{mName.Text(), mName.Length()}, mNameHead}; }
+   [[nodiscard]] bool HasName(const PropertyBagName &name) const {
+      return mNameHead == name.Head() && name.SameBehindHead({mName.Text(), mName.Length()});
+   }
    [[nodiscard]] const corestring &Value() const { return mValue; } ///< empty for a bag
    [[nodiscard]] std::string_view ValueText() const { return {mValue.Text(), mValue.Length()}; }
    [[nodiscard]] PropertyBagBody *Bag() const { return mBag.get(); } ///< null for anything else
@@ -85,7 +65,7 @@ private:
    ~PropertyBagEntry() = default;
 
    std::atomic<int64_t> mRefCount{1};
-   PropertyBagName mKey; // of mName's characters
+   uint64_t mNameHead;
    corestring mName;
    corestring mValue;
    PropertyBagBodyRef mBag;
@@ -118,8 +98,19 @@ public:
    /// coreException("PropertyBag: index is out of range") when it is not below the count.
    [[nodiscard]] PropertyBagEntry &At(size_t index) const;
    /// The first with that name from `start` on; kNone without one.
-   [[nodiscard]] size_t IndexOf(const PropertyBagName &name, size_t start = 0) const;
-   [[nodiscard]] PropertyBagEntry *Find(const PropertyBagName &name) const;
+   [[nodiscard]] size_t IndexOf(const PropertyBagName &name, size_t start = 0) const {
+      for (size_t index = start; index < mEntries.size(); ++index) {
+         if (mEntries[index]->HasName(name)) {
+            return index;
+         }
+      }
+      return kNone;
+   }
+   /// The entry there; null without one.
+   [[nodiscard]] PropertyBagEntry *Find(const PropertyBagName &name) const {
+      const size_t index = IndexOf(name);
+      return index != kNone ? mEntries[index].get() : nullptr;
+   }
    /// The index behind the first bag with that name from `start` on; 0 without one.
    [[nodiscard]] size_t NextBag(const PropertyBagName &name, size_t start) const;
 

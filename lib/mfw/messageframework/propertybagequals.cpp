@@ -45,33 +45,36 @@ public:
       }
       mFirstOfName.reserve(body.Count());
       for (size_t index = 0; index < body.Count(); ++index) {
-         mFirstOfName.try_emplace(&body.At(index).Key(), &body.At(index));
+         mFirstOfName.try_emplace(body.At(index).Key(), &body.At(index));
       }
    }
 
    [[nodiscard]] const PropertyBagEntry *Of(const PropertyBagEntry &entry, size_t index) const {
       if (mOrdered) {
          const PropertyBagEntry &partner = mBody.At(index);
-         return partner.Key() == entry.Key() ? &partner : nullptr;
+         return partner.HasName(entry.Key()) ? &partner : nullptr;
       }
       if (mFirstOfName.empty()) {
          return mBody.Find(entry.Key());
       }
-      const auto found = mFirstOfName.find(&entry.Key());
+      const auto found = mFirstOfName.find(entry.Key());
       return found != mFirstOfName.end() ? found->second : nullptr;
    }
 
 private:
    struct Hash {
-      size_t operator()(const PropertyBagName *name) const { return name->Hash(); }
-   };
-   struct Equal {
-      bool operator()(const PropertyBagName *left, const PropertyBagName *right) const { return *left == *right; }
+      size_t operator()(const PropertyBagName &name) const {
+         uint64_t hash = 0xCBF29CE484222325; // FNV-1a
+         for (const char byte : name.Text()) {
+            hash = (hash ^ static_cast<unsigned char>(bagnumber::Folded(byte))) * 0x100000001B3;
+         }
+         return hash;
+      }
    };
 
    const PropertyBagBody &mBody;
    const bool mOrdered;
-   std::unordered_map<const PropertyBagName *, const PropertyBagEntry *, Hash, Equal> mFirstOfName;
+   std::unordered_map<PropertyBagName, const PropertyBagEntry *, Hash> mFirstOfName;
 };
 
 using Pair = std::pair<const PropertyBagBody *, const PropertyBagBody *>;

@@ -8,8 +8,6 @@
 namespace CORE::bagnumber {
 namespace {
 
-constexpr std::string_view kBlanks = " \t\r\n";
-constexpr std::string_view kSpaces = " \t\n\v\f\r"; // what the library's own number readers skip
 constexpr unsigned kNoDigit = 99;
 
 constexpr unsigned DigitOf(char byte) {
@@ -21,6 +19,24 @@ constexpr unsigned DigitOf(char byte) {
 
 constexpr bool IsDecimal(char byte) {
    return byte >= '0' && byte <= '9';
+}
+
+constexpr bool IsBlank(char byte) {
+   return byte == ' ' || byte == '\t' || byte == '\r' || byte == '\n';
+}
+
+// What the C library's number readers skip.
+constexpr bool IsSpace(char byte) {
+   return IsBlank(byte) || byte == '\v' || byte == '\f';
+}
+
+template <class Skipped>
+std::string_view Without(Skipped skipped, std::string_view text) {
+   size_t at = 0;
+   while (at < text.size() && skipped(text[at])) {
+      ++at;
+   }
+   return text.substr(at);
 }
 
 // A number as it is written: a sign, and as many digits as there are.
@@ -77,14 +93,14 @@ Number ReadDigits(char sign, std::string_view digits) {
 }
 
 Number Read(std::string_view text) {
-   const auto [sign, digits] = TakeSign(text.substr(std::min(text.find_first_not_of(kSpaces), text.size())));
+   const auto [sign, digits] = TakeSign(Without(IsSpace, text));
    return ReadDigits(sign, digits);
 }
 
 Number ReadNormalized(std::string_view text) {
-   const auto [sign, rest] = TakeSign(Trimmed(text));
+   const auto [sign, rest] = TakeSign(Without(IsBlank, text)); // a number does not reach blanks at the end
    const std::string_view digits = WithoutLeadingZeros(rest);
-   // Without a sign in front the rest may still begin with white space that Trimmed leaves, and with a sign behind it.
+   // Without a sign in front the rest may still begin with white space that is no blank, and with a sign behind it.
    return sign != '\0' ? ReadDigits(sign, digits) : Read(digits);
 }
 
@@ -109,11 +125,11 @@ uint64_t UnsignedValue(const Number &number) {
 } // namespace
 
 std::string_view Trimmed(std::string_view text) {
-   const size_t first = text.find_first_not_of(kBlanks);
-   if (first == std::string_view::npos) {
-      return {};
+   text = Without(IsBlank, text);
+   while (!text.empty() && IsBlank(text.back())) {
+      text.remove_suffix(1);
    }
-   return text.substr(first, text.find_last_not_of(kBlanks) - first + 1);
+   return text;
 }
 
 char CharAt(std::string_view text, size_t index) {
