@@ -241,6 +241,44 @@ class Doctor(ToolTest):
         self.assertEqual(self.finding("microphone option", status=1)["verdict"], "failure")
 
 
+class Bag(ToolTest):
+    def test_shows_a_tree_and_each_text_on_the_wire(self):
+        self.assertEqual(self.mavr("bag", "a=1", "peer/name=\u00e9", "peer/limits/x=", "plain").stdout, (
+            "a = 1\npeer\n  name = \u00e9\n  limits\n    x = \nplain = \n\nOn the wire:\n"
+            "a\n  Utf8   31\n  Utf16  31 00\n"
+            "peer/name\n  Utf8   C3 A9\n  Utf16  E9 00\n"
+            "peer/limits/x\n  Utf8   \n  Utf16  \n"
+            "plain\n  Utf8   \n  Utf16  \n"))
+
+    def test_shows_the_same_as_json_with_names_that_come_twice(self):
+        shown = self.json("bag", "a=1", "A=\U0001F600", "b/c=d=e")
+        self.assertEqual(shown["bag"], [{"name": "a", "value": "1"}, {"name": "A", "value": "\U0001F600"},
+                                        {"name": "b", "bag": [{"name": "c", "value": "d=e"}]}])
+        self.assertEqual(shown["strings"][1], {
+            "path": "A", "utf8": {"bytes": "F0 9F 98 80", "readsBack": True},
+            "utf16": {"bytes": "3D D8 00 DE", "readsBack": True}})
+
+    def test_the_sample_reads_back_in_both_encodings(self):
+        strings = self.json("bag")["strings"]
+        self.assertEqual(len(strings), 7)
+        for text in strings:
+            self.assertTrue(text["utf8"]["readsBack"] and text["utf16"]["readsBack"], text)
+
+    def test_what_cannot_be_written_or_changes_on_its_way_is_told(self):
+        text = self.mavr("bag", b"cut=a\xc3", b"loose=\xf4\x80\x80\x80").stdout
+        self.assertIn("cut\n  Utf8   61 C3\n  Utf16  cannot be written\n", text)
+        self.assertIn("  Utf16  C0 DB 00 DC  reads back as another text\n", text)
+
+    def test_a_name_is_a_text_or_a_bag_and_lies_no_deeper_than_a_line_shows(self):
+        self.assertEqual(self.mavr("bag", "a=1", "a/b=2", status=1).stderr,
+                         "mavr: 'a' is a text already and can hold no other. Choose another name for one of them.\n")
+        self.assertIn("more than 64 levels deep", self.mavr("bag", "a/" * 65 + "b=1", status=1).stderr)
+
+    def test_is_not_in_the_list_of_commands_and_has_help(self):
+        self.assertNotIn("bag", self.mavr("--help").stdout)
+        self.assertIn("--json", self.mavr("bag", "--help").stdout)
+
+
 class CommandLine(ToolTest):
     def test_every_command_has_help(self):
         for command in COMMANDS:

@@ -11,6 +11,7 @@ using Action = std::function<int()>;
 
 /// Each adds one command with its options to `app` and, when the user has given that command, sets `*action`. The
 /// action runs after parsing; it throws ToolError for what the user must hear. Command X lives in XCommand.cpp.
+void AddBagCommand(CLI::App &app, Action *action);
 void AddDevicesCommand(CLI::App &app, Action *action);
 void AddPreferredCommand(CLI::App &app, Action *action);
 void AddPreferCommand(CLI::App &app, Action *action);

@@ -37,6 +37,7 @@ int main(int argc, char **argv) {
    mavr::AddStatusCommand(app, &action);
    mavr::AddDoctorCommand(app, &action);
    mavr::AddFormatsCommand(app, &action);
+   mavr::AddBagCommand(app, &action);
 
    try {
       app.parse(argc, argv);

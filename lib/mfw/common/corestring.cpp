@@ -126,9 +126,11 @@ struct corestring::Block {
          Wipe(TextOf(header), header->capacity + 1);
       }
       volatile char *const guard = EndGuardOf(header);
-      for (size_t i = 0; i < sizeof kEndGuard; ++i) {
-         guard[i] = 0;
-      }
+      static_assert(sizeof kEndGuard == 4);
+      guard[0] = 0; // a loop over volatile bytes stays one
+      guard[1] = 0;
+      guard[2] = 0;
+      guard[3] = 0;
       volatile Header *const gone = header;
       gone->length = 0;
       gone->capacity = 0;
@@ -250,6 +252,17 @@ void corestring::Put(const char *source, ptrdiff_t length, bool exact) {
    Header *const fresh = Block::Make(wanted, header->flags);
    std::memcpy(Block::TextOf(fresh), source, size);
    Adopt(fresh, size);
+}
+
+// Assign, for a text that has no block yet and holds no source.
+void corestring::Start(const char *text, size_t length) {
+   if (text == nullptr || length == 0 || length > kMaxLength) {
+      Assign(text, static_cast<ptrdiff_t>(length));
+      return;
+   }
+   mText = Block::TextOf(Block::Make(length));
+   End(length);
+   std::memcpy(mText, text, length);
 }
 
 void corestring::Assign(const char *source, ptrdiff_t length) {

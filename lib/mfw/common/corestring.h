@@ -3,6 +3,7 @@
 #include <cstdarg>
 #include <cstddef>
 #include <cstdint>
+#include <cstring>
 
 namespace CORE {
 
@@ -23,8 +24,13 @@ namespace CORE {
 class corestring {
 public:
    corestring() = default;
-   corestring(const char *text) { Assign(text); } // NOLINT(google-explicit-constructor): a text is a text
-   corestring(const char *text, size_t length) { Assign(text, static_cast<ptrdiff_t>(length)); }
+   // NOLINTNEXTLINE(google-explicit-constructor): a text is a text
+   corestring(const char *text) {
+      if (text != nullptr) {
+         Start(text, std::strlen(text));
+      }
+   }
+   corestring(const char *text, size_t length) { Start(text, length); }
    corestring(const corestring &other) { Copy(other); }
    corestring(corestring &&other) noexcept
        : mText(other.mText) {
@@ -106,6 +112,7 @@ private:
    static Header *HeaderOf(char *text) { return reinterpret_cast<Header *>(text - sizeof(Header)); }
    static const Header *HeaderOf(const char *text) { return reinterpret_cast<const Header *>(text - sizeof(Header)); }
 
+   void Start(const char *text, size_t length); ///< the first text of a new object
    [[nodiscard]] size_t OffsetOf(const void *source) const;
    [[nodiscard]] bool Holds(const void *source) const { return mText != nullptr && OffsetOf(source) <= Capacity(); }
    [[nodiscard]] size_t SizeOf(const char *text, ptrdiff_t length) const;

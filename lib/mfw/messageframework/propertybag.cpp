@@ -286,7 +286,7 @@ void PropertyBag::Set(const char *name, corestring value) {
    if (PropertyBagEntry *const entry = mBody->Find(key); entry != nullptr) {
       entry->SetValue(std::move(value));
    } else {
-      mBody->Append(PropertyBagEntry::Create({key.Text().data(), key.Text().size()}, std::move(value)));
+      mBody->Append(PropertyBagEntry::Create(key, std::move(value)));
    }
 }
 

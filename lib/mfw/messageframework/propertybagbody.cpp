@@ -17,6 +17,10 @@ bool DropReference(std::atomic<int64_t> &count, int64_t &left) {
    return left == 0;
 }
 
+uint64_t HeadOf(const corestring &name) {
+   return PropertyBagName(std::string_view(name.Text(), name.Length())).Head();
+}
+
 void WriteZeros(char *bytes, size_t size) {
    volatile char *const target = bytes; // or the compiler sees that nobody reads them any more
    for (size_t at = 0; at < size; ++at) {
@@ -28,18 +32,19 @@ void WriteZeros(char *bytes, size_t size) {
 
 // ---- Entries --------------------------------------------------------------------------------------------------------
 
-PropertyBagEntry::PropertyBagEntry(corestring &&name, corestring &&value, PropertyBagBodyRef bag)
-    : mNameHead(PropertyBagName(std::string_view(name.Text(), name.Length())).Head())
-    , mName(std::move(name))
-    , mValue(std::move(value))
-    , mBag(std::move(bag)) {}
-
 PropertyBagEntryRef PropertyBagEntry::Create(corestring &&name, corestring &&value) {
-   return PropertyBagEntryRef(new PropertyBagEntry(std::move(name), std::move(value), nullptr));
+   const uint64_t head = HeadOf(name);
+   return PropertyBagEntryRef(new PropertyBagEntry(std::move(name), head, std::move(value), nullptr));
+}
+
+PropertyBagEntryRef PropertyBagEntry::Create(const PropertyBagName &name, corestring &&value) {
+   corestring text(name.Text().data(), name.Text().size());
+   return PropertyBagEntryRef(new PropertyBagEntry(std::move(text), name.Head(), std::move(value), nullptr));
 }
 
 PropertyBagEntryRef PropertyBagEntry::Create(corestring &&name, PropertyBagBodyRef bag) {
-   return PropertyBagEntryRef(new PropertyBagEntry(std::move(name), corestring(), std::move(bag)));
+   const uint64_t head = HeadOf(name);
+   return PropertyBagEntryRef(new PropertyBagEntry(std::move(name), head, corestring(), std::move(bag)));
 }
 
 int64_t PropertyBagEntry::Release() {

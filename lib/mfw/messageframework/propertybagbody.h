@@ -36,6 +36,7 @@ class PropertyBagEntry {
 public:
    /// Takes over the texts. Without memory it throws and has changed neither.
    [[nodiscard]] static PropertyBagEntryRef Create(corestring &&name, corestring &&value);
+   [[nodiscard]] static PropertyBagEntryRef Create(const PropertyBagName &name, corestring &&value);
    [[nodiscard]] static PropertyBagEntryRef Create(corestring &&name, PropertyBagBodyRef bag);
 
    int64_t AddRef() { return mRefCount.fetch_add(1) + 1; }
@@ -61,7 +62,11 @@ public:
 private:
    friend class PropertyBagBody;
 
-   PropertyBagEntry(corestring &&name, corestring &&value, PropertyBagBodyRef bag);
+   PropertyBagEntry(corestring &&name, uint64_t nameHead, corestring &&value, PropertyBagBodyRef bag)
+       : mNameHead(nameHead)
+       , mName(std::move(name))
+       , mValue(std::move(value))
+       , mBag(std::move(bag)) {}
    ~PropertyBagEntry() = default;
 
    std::atomic<int64_t> mRefCount{1};
