@@ -114,7 +114,8 @@ enum class Reencoded { Whole, NoRoom, Broken };
    return cursor.Advance(chars, chars);
 }
 
-// What most strings of a channel are: short, and then without a block of their own on the way.
+// What most strings of a channel are: short, and then without a block of their own on the way. Not for a secure one:
+// nobody wipes the stack.
 [[nodiscard]] bool AssignShort(corestring &outString, const uint8_t *source, size_t size) {
    std::array<uint8_t, kShortUnits * kMostBytesOfUnit + kMostBytes> buffer;
    const RunProgress run = RunUtf16ToUtf8(source, size, buffer.data(), buffer.size());
@@ -167,8 +168,9 @@ enum class Reencoded { Whole, NoRoom, Broken };
                      static_cast<long>(size));
       return false;
    }
+   const bool byStack = chars <= kShortUnits && !outString.IsSecure();
    try {
-      if (!(chars <= kShortUnits ? AssignShort(outString, source, size) : AssignLong(outString, source, size))) {
+      if (!(byStack ? AssignShort(outString, source, size) : AssignLong(outString, source, size))) {
          return false;
       }
    } catch (const coreException &) {

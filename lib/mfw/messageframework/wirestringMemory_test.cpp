@@ -61,5 +61,19 @@ TEST(WireStringMemory, ShortStringsTakeNoneOnceTheTextHasRoom) {
    EXPECT_EQ(kit::AllocationCount(), before);
 }
 
+TEST(WireStringMemory, ASecureStringIsReadIntoABlockThatIsWipedAndNotOntoTheStack) {
+   std::vector<uint8_t> bytes(200, 'a');
+   bytecursor cursor;
+   cursor.Init(bytes.data(), 200);
+   corestring text;
+   text.SetLength(300, true);
+   text.SetSecure();
+   const uint64_t before = kit::AllocationCount();
+   EXPECT_TRUE(ReadString(text, cursor, 100, Utf16));
+   EXPECT_GT(kit::AllocationCount(), before);
+   EXPECT_TRUE(text.IsSecure());
+   EXPECT_EQ(text.Length(), 300U);
+}
+
 } // namespace
 } // namespace CORE

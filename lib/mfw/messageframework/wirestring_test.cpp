@@ -290,6 +290,19 @@ TEST_F(WireString, NoNumberOfCharactersWraps) {
    EXPECT_TRUE(Stayed());
 }
 
+TEST_F(WireString, RefusesTextsThatAStringCannotHold) {
+   Content({'a', 0});
+   cursor.mTotal = UINT32_MAX; // nothing of it is touched here
+   EXPECT_FALSE(ReadString(text, cursor, 0x80000000U, Utf8));
+   EXPECT_FALSE(ReadString(text, cursor, UINT32_MAX, Utf8));
+   EXPECT_EQ(log.Count(logger::ERROR, "Failed to allocate memory(Utf8 to Utf8)"), 2) << log.Dump();
+   EXPECT_FALSE(ReadString(text, cursor, 0x7FFFFFFFU, Utf16));
+   EXPECT_TRUE(log.Saw(logger::ERROR, "Failed to allocate memory(Utf16 to Utf8)")) << log.Dump();
+   EXPECT_EQ(log.Lines().size(), 3U);
+   EXPECT_TRUE(Stayed());
+   EXPECT_EQ(View(text), "before");
+}
+
 TEST_F(WireString, StaysAtAHighSurrogateThatEndsAString) {
    Content({'a', 0, 0x3D, 0xD8, 0x00, 0xDE});
    EXPECT_FALSE(ReadString(text, cursor, 2, Utf16)) << "the low half lies beyond the string";
