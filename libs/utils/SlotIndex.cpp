@@ -26,12 +26,12 @@ int32_t SlotIndex::LowerBound(uintptr_t address) const {
 int32_t *SlotIndex::Find(const void *address) {
    const auto wanted = reinterpret_cast<uintptr_t>(address);
    const int32_t at = LowerBound(wanted);
-   return at < mUsed && mEntries[at].address == wanted ? &mEntries[at].slot : nullptr;
+   return at < mUsed && mEntries.get()[at].address == wanted ? &mEntries.get()[at].slot : nullptr;
 }
 
 void SlotIndex::Record(int32_t slot, const void *address) {
    const auto now = reinterpret_cast<uintptr_t>(address);
-   uintptr_t &known = mAddressOf[slot];
+   uintptr_t &known = mAddressOf.get()[slot];
    if (known != now && known != 0) {
       Erase(known);
    }
@@ -40,15 +40,15 @@ void SlotIndex::Record(int32_t slot, const void *address) {
       return;
    }
    const int32_t at = LowerBound(now);
-   if (at == mUsed || mEntries[at].address != now) {
+   if (at == mUsed || mEntries.get()[at].address != now) {
       Insert(slot, now);
       return;
    }
-   if (Entry &entry = mEntries[at]; entry.owner != slot) {
-      mAddressOf[entry.owner] = 0;
+   if (Entry &entry = mEntries.get()[at]; entry.owner != slot) {
+      mAddressOf.get()[entry.owner] = 0;
       entry.owner = slot;
    }
-   mEntries[at].slot = slot;
+   mEntries.get()[at].slot = slot;
 }
 
 void SlotIndex::Erase(uintptr_t address) {

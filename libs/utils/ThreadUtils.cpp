@@ -170,7 +170,7 @@ bool CRVThread::ShouldStop(unsigned timeoutMS) {
    }
    default:
       MAVR_LOG_ERROR("Should never hit Default case");
-      assert(!"Should never hit Default case");
+      assert(false && "Should never hit Default case");
       return true;
    }
 }
