@@ -126,8 +126,8 @@ TEST(PropertyBagBody, OneBagInTwoPlacesOfAnotherStaysShared) {
    EXPECT_STREQ(top.GetBag("right").GetBag("part").GetStringOrNull("a"), "2");
 }
 
-// Two to the power of 64 ways lead through it, but it is walked once.
-TEST(PropertyBagBody, LooksForItselfInEachBodyOnce) {
+// Two to the power of 64 ways lead through it.
+PropertyBag Lattice() {
    PropertyBag bag("a=1", nullptr);
    for (int level = 0; level < 64; ++level) {
       PropertyBag outer;
@@ -135,10 +135,29 @@ TEST(PropertyBagBody, LooksForItselfInEachBodyOnce) {
       outer.AddBag("right", bag, false);
       bag.Share(outer);
    }
+   return PropertyBag(bag.Body());
+}
+
+TEST(PropertyBagBody, LooksForItselfInEachBodyOnce) {
+   PropertyBag bag(Lattice().Body());
    PropertyBag target;
    const PropertyBag alsoTarget(target.Body());
    target.AddBag("bag", bag, false);
    EXPECT_EQ(target.GetBag("bag").Body(), bag.Body());
+}
+
+TEST(PropertyBagBody, ComparesSharedBodiesOnce) {
+   const PropertyBag left(Lattice().Body());
+   const PropertyBag right(Lattice().Body());
+   for (const bool ordered : {false, true}) {
+      EXPECT_TRUE(left.Equals(left, true, ordered));
+      EXPECT_TRUE(left.Equals(right, true, ordered));
+   }
+   PropertyBag deepest;
+   for (deepest.Share(right); deepest.IsBag("left"); deepest.Share(deepest, "left")) {
+   }
+   deepest.Set("a", "2");
+   EXPECT_FALSE(left == right);
 }
 
 TEST(PropertyBagBody, AHundredThousandEntriesKeepTheirOrder) {

@@ -4,8 +4,10 @@
 #include "lib/mfw/messageframework/propertybagnumber.h"
 
 #include <cstring>
+#include <set>
 #include <unordered_map>
 #include <utility>
+#include <vector>
 
 namespace CORE {
 namespace {
@@ -79,8 +81,28 @@ private:
 
 using Pair = std::pair<const PropertyBagBody *, const PropertyBagBody *>;
 
+// The pairs of bodies that are still to be compared, each once, however many ways through shared bags lead to it.
+class Work {
+public:
+   void Add(const PropertyBagBody *left, const PropertyBagBody *right) {
+      if ((!left->IsShared() && !right->IsShared()) || mSeen.emplace(left, right).second) {
+         mPairs.emplace_back(left, right);
+      }
+   }
+   [[nodiscard]] bool IsDone() const { return mPairs.empty(); }
+   [[nodiscard]] Pair Take() {
+      const Pair pair = mPairs.back();
+      mPairs.pop_back();
+      return pair;
+   }
+
+private:
+   std::vector<Pair> mPairs;
+   std::set<Pair> mSeen; // of those in which a body is shared
+};
+
 // Compares the two bodies but for the bags in them, which it adds to `work`.
-bool SameButForBags(const Pair &bodies, bool caseSensitive, bool ordered, std::vector<Pair> &work) {
+bool SameButForBags(const Pair &bodies, bool caseSensitive, bool ordered, Work &work) {
    const auto &[left, right] = bodies;
    if (left->Count() != right->Count()) {
       return false;
@@ -93,7 +115,7 @@ bool SameButForBags(const Pair &bodies, bool caseSensitive, bool ordered, std::v
          return false;
       }
       if (entry.IsBag()) {
-         work.emplace_back(entry.Bag(), partner->Bag());
+         work.Add(entry.Bag(), partner->Bag());
       } else if (!SameValue(entry, *partner, caseSensitive)) {
          return false;
       }
@@ -104,14 +126,13 @@ bool SameButForBags(const Pair &bodies, bool caseSensitive, bool ordered, std::v
 } // namespace
 
 bool PropertyBagBody::Equals(const PropertyBagBody &other, bool caseSensitive, bool ordered) const {
-   std::vector<Pair> work;
+   Work work;
    Pair next{this, &other};
    while (SameButForBags(next, caseSensitive, ordered, work)) {
-      if (work.empty()) {
+      if (work.IsDone()) {
          return true;
       }
-      next = work.back();
-      work.pop_back();
+      next = work.Take();
    }
    return false;
 }
