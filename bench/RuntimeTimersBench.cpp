@@ -17,17 +17,16 @@
 // jump to their deadline, and libuv's loop is turned without waiting.
 namespace {
 
-constexpr uint32_t kIntervalMS = 1000;
+constexpr uint32_t kIntervalMS = 950; // a round is a second: all are due, and none is late enough for a line
 
-/// The system's clock, read like it and at its price, but a wait with a limit moves it to a little behind the deadline
-/// instead of sleeping. Paused, it holds whoever waits.
+/// The system's clock, read like it and at its price, but a wait with a limit moves it on by a round instead of
+/// sleeping. Paused, it holds whoever waits.
 class JumpingClock final : public osal::Clock {
 public:
-   uint64_t monotonicNs() const override { return mSystem.monotonicNs() + mOffsetNs.load(std::memory_order_relaxed); }
+   uint64_t monotonicNs() const override { return mSystem.monotonicNs() + Rounds() * 1'000'000'000; }
    osal::WallTime wallTime() const override {
       const osal::WallTime now = mSystem.wallTime();
-      const uint64_t us = mOffsetNs.load(std::memory_order_relaxed) / 1000 + static_cast<uint64_t>(now.microseconds);
-      return {now.seconds + static_cast<int64_t>(us / 1'000'000), static_cast<int32_t>(us % 1'000'000)};
+      return {now.seconds + static_cast<int64_t>(Rounds()), now.microseconds};
    }
    void sleepNs(uint64_t ns) override { mSystem.sleepNs(ns); }
    bool waitWhile(const std::atomic<uint32_t> &word, uint32_t value, uint64_t deadlineNs) override {
@@ -35,8 +34,7 @@ public:
          return mSystem.waitWhile(word, value, deadlineNs);
       }
       mPaused.wait(true);
-      const uint64_t now = monotonicNs();
-      mOffsetNs += (deadlineNs > now ? deadlineNs - now : 0) + kAllDueNs;
+      ++mRounds;
       return false;
    }
 
@@ -46,10 +44,10 @@ public:
    }
 
 private:
-   static constexpr uint64_t kAllDueNs = 50'000'000; // longer than a round takes
+   [[nodiscard]] uint64_t Rounds() const { return mRounds.load(std::memory_order_relaxed); }
 
    osal::Clock &mSystem = osal::Clock::current();
-   std::atomic<uint64_t> mOffsetNs{0};
+   std::atomic<uint64_t> mRounds{0};
    std::atomic<bool> mPaused{true};
 };
 
@@ -58,12 +56,14 @@ class OurTimers {
 public:
    OurTimers(JumpingClock &clock, size_t count)
        : mClock(clock) {
+      mClock.Pause(true);
       for (size_t i = 0; i < count; ++i) {
          mTimers.emplace_back(new Timer(*this))->Start(kIntervalMS);
       }
    }
    ~OurTimers() {
       for (Timer *const timer : mTimers) {
+         timer->StopAndWait();
          timer->Release();
       }
       mClock.Pause(false);
@@ -232,7 +232,7 @@ void TimerRows(bench::Report &report) {
       if (!report.Wants(name)) {
          continue;
       }
-      JumpingClock clock;
+      static JumpingClock clock; // outlives the service's thread, which nobody waits for
       const osal::ScopedClock inForce(clock);
       OurTimers ours(clock, count);
       ScannedTimers scanned(count);

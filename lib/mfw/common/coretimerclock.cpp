@@ -9,12 +9,6 @@ constexpr int32_t kRoundingMS = 1;
 
 } // namespace
 
-int64_t coretimerclock::Advance(uint32_t tick) {
-   mNow += std::max(static_cast<int32_t>(tick - mTick), 0);
-   mTick = tick;
-   return mNow;
-}
-
 int64_t coretimerclock::Advance(uint32_t tick, uint64_t restedMS) {
    const auto jump = static_cast<int32_t>(tick - mTick - static_cast<uint32_t>(restedMS));
    const int64_t rested = static_cast<int64_t>(restedMS);

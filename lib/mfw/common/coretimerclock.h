@@ -1,5 +1,6 @@
 #pragma once
 
+#include <algorithm>
 #include <cstdint>
 
 namespace CORE {
@@ -15,7 +16,11 @@ public:
 
    /// The time at `tick`, which is at most 24 days after the last one. An earlier tick is a clock that was set back:
    /// the time stands, and goes on from there.
-   int64_t Advance(uint32_t tick);
+   int64_t Advance(uint32_t tick) {
+      mNow += std::max(static_cast<int32_t>(tick - mTick), 0);
+      mTick = tick;
+      return mNow;
+   }
    /// The same after a rest, of any length, that took `restedMS` on the monotonic clock: if ticks say less by more than
    /// the rounding of the two, the clock was set back, and the time that really went by counts.
    int64_t Advance(uint32_t tick, uint64_t restedMS);

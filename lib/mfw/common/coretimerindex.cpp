@@ -1,112 +1,169 @@
 #include "lib/mfw/common/coretimerindex.h"
 
 #include <algorithm>
+#include <bit>
 
 namespace CORE {
 namespace {
 
-constexpr size_t kChildren = 4;
+using State = coretimerentry::State;
+
+constexpr size_t kWordBits = 64;
+constexpr size_t kGaps = 64; // as many places may be empty before it is worth a look
+
+uint64_t Bit(size_t number) {
+   return uint64_t{1} << number % kWordBits;
+}
+
+// Of the highest bit in which two different times differ.
+size_t HighestDifference(int64_t a, int64_t b) {
+   return static_cast<size_t>(std::bit_width(static_cast<uint64_t>(a ^ b))) - 1;
+}
 
 } // namespace
 
-void coretimerindex::Reserve(size_t count) {
-   for (Heap *const heap : {&mWaiting, &mDue}) {
-      if (count > heap->capacity()) {
-         heap->reserve(std::max(count, heap->capacity() * 2));
+// ---- Order ----------------------------------------------------------------------------------------------------------
+
+void coretimerindex::Add(coretimerentry &entry) {
+   if (mOrder.size() > 2 * mCount + kGaps) {
+      CloseGaps();
+   }
+   mDue.resize(mOrder.size() / kWordBits + 1);
+   mOrder.push_back(&entry);
+   entry.order = mOrder.size() - 1;
+   ++mCount;
+}
+
+void coretimerindex::Remove(coretimerentry &entry) {
+   Disarm(entry);
+   mOrder[entry.order] = nullptr;
+   --mCount;
+}
+
+void coretimerindex::Clear() {
+   for (coretimerentry *const entry : mOrder) {
+      if (entry != nullptr) {
+         Disarm(*entry);
       }
    }
+   mOrder.clear();
+   mDue.clear();
+   mCount = 0;
 }
+
+void coretimerindex::CloseGaps() {
+   mOrder.erase(std::remove(mOrder.begin(), mOrder.end(), nullptr), mOrder.end());
+   std::fill(mDue.begin(), mDue.end(), 0);
+   for (size_t order = 0; order < mOrder.size(); ++order) {
+      coretimerentry &entry = *mOrder[order];
+      entry.order = order;
+      if (entry.state == State::Due) {
+         mDue[order / kWordBits] |= Bit(order);
+      }
+   }
+   mFirstDue = 0;
+}
+
+// ---- Time -----------------------------------------------------------------------------------------------------------
 
 void coretimerindex::Arm(coretimerentry &entry, int64_t deadline) {
    Disarm(entry);
    entry.deadline = deadline;
-   entry.place = coretimerentry::Place::Waiting;
-   Push(mWaiting, {deadline, &entry});
+   Put(entry);
 }
 
 void coretimerindex::Disarm(coretimerentry &entry) {
-   if (entry.place != coretimerentry::Place::None) {
-      Erase(entry.place == coretimerentry::Place::Due ? mDue : mWaiting, entry.position);
-      entry.place = coretimerentry::Place::None;
+   switch (entry.state) {
+   case State::Disarmed:
+      return;
+   case State::Waiting:
+      Unlink(entry);
+      break;
+   case State::Due:
+      mDue[entry.order / kWordBits] &= ~Bit(entry.order);
+      break;
    }
-}
-
-void coretimerindex::Clear() {
-   for (Heap *const heap : {&mWaiting, &mDue}) {
-      for (const Node &node : *heap) {
-         node.entry->place = coretimerentry::Place::None;
-      }
-      heap->clear();
-   }
+   entry.state = State::Disarmed;
 }
 
 coretimerentry *coretimerindex::TakeDue(int64_t now) {
-   while (!mWaiting.empty() && mWaiting.front().key <= now) {
-      coretimerentry *const entry = mWaiting.front().entry;
-      Erase(mWaiting, 0);
-      entry->place = coretimerentry::Place::Due;
-      Push(mDue, {static_cast<int64_t>(entry->rank), entry});
+   if (now != mNow) {
+      MoveOn(now);
    }
-   if (mDue.empty()) {
-      return nullptr;
+   for (; mFirstDue < mDue.size(); ++mFirstDue) {
+      if (const uint64_t due = mDue[mFirstDue]; due != 0) {
+         coretimerentry *const entry = mOrder[mFirstDue * kWordBits + static_cast<size_t>(std::countr_zero(due))];
+         Disarm(*entry);
+         return entry;
+      }
    }
-   coretimerentry *const first = mDue.front().entry;
-   Disarm(*first);
-   return first;
+   return nullptr;
 }
 
-void coretimerindex::Place(Heap &heap, size_t position, Node node) {
-   heap[position] = node;
-   node.entry->position = position;
+int64_t coretimerindex::NextDeadline() {
+   if (mFilledRings == 0) {
+      return kNever;
+   }
+   if (mEarliest == kUnknown) {
+      const coretimerlink &ring = mRings[static_cast<size_t>(std::countr_zero(mFilledRings))];
+      mEarliest = kNever;
+      for (const coretimerlink *link = ring.next; link != &ring; link = link->next) {
+         mEarliest = std::min(mEarliest, static_cast<const coretimerentry *>(link)->deadline);
+      }
+   }
+   return mEarliest;
 }
 
-void coretimerindex::Push(Heap &heap, Node node) {
-   heap.push_back(node);
-   SiftUp(heap, heap.size() - 1, node);
+void coretimerindex::MoveOn(int64_t now) {
+   const uint64_t upToHighest = (Bit(HighestDifference(now, mNow)) << 1) - 1;
+   uint64_t rings = mFilledRings & upToHighest;
+   mFilledRings &= ~upToHighest;
+   mNow = now;
+   if (mEarliest <= now) {
+      mEarliest = kUnknown;
+   }
+   for (; rings != 0; rings &= rings - 1) { // upwards: entries move to rings below, which are through
+      coretimerlink &ring = mRings[static_cast<size_t>(std::countr_zero(rings))];
+      coretimerlink *link = ring.next;
+      ring.next = ring.previous = &ring;
+      while (link != &ring) {
+         auto &entry = static_cast<coretimerentry &>(*link);
+         link = link->next;
+         Put(entry);
+      }
+   }
 }
 
-void coretimerindex::Erase(Heap &heap, size_t position) {
-   const Node last = heap.back();
-   heap.pop_back();
-   if (position == heap.size()) {
+// Where the deadline belongs now, for an entry that is nowhere.
+void coretimerindex::Put(coretimerentry &entry) {
+   if (entry.deadline <= mNow) {
+      const size_t word = entry.order / kWordBits;
+      mDue[word] |= Bit(entry.order);
+      mFirstDue = std::min(mFirstDue, word);
+      entry.state = State::Due;
       return;
    }
-   if (position > 0 && last.key < heap[(position - 1) / kChildren].key) {
-      SiftUp(heap, position, last);
-   } else {
-      SiftDown(heap, position, last);
-   }
+   mEarliest = mFilledRings == 0 ? entry.deadline : std::min(mEarliest, entry.deadline);
+   const size_t number = HighestDifference(entry.deadline, mNow);
+   coretimerlink &ring = mRings[number];
+   mFilledRings |= Bit(number);
+   entry.ring = static_cast<uint8_t>(number);
+   entry.state = State::Waiting;
+   entry.previous = ring.previous;
+   entry.next = &ring;
+   entry.previous->next = &entry;
+   ring.previous = &entry;
 }
 
-void coretimerindex::SiftUp(Heap &heap, size_t position, Node node) {
-   while (position > 0) {
-      const size_t parent = (position - 1) / kChildren;
-      if (heap[parent].key <= node.key) {
-         break;
-      }
-      Place(heap, position, heap[parent]);
-      position = parent;
+void coretimerindex::Unlink(coretimerentry &entry) {
+   entry.previous->next = entry.next;
+   entry.next->previous = entry.previous;
+   if (entry.next == entry.previous) { // only the head is left
+      mFilledRings &= ~Bit(entry.ring);
    }
-   Place(heap, position, node);
-}
-
-void coretimerindex::SiftDown(Heap &heap, size_t position, Node node) {
-   const size_t size = heap.size();
-   for (size_t child = position * kChildren + 1; child < size; child = position * kChildren + 1) {
-      const size_t end = std::min(child + kChildren, size);
-      size_t least = child;
-      for (++child; child < end; ++child) {
-         if (heap[child].key < heap[least].key) {
-            least = child;
-         }
-      }
-      if (node.key <= heap[least].key) {
-         break;
-      }
-      Place(heap, position, heap[least]);
-      position = least;
+   if (entry.deadline == mEarliest) {
+      mEarliest = kUnknown;
    }
-   Place(heap, position, node);
 }
 
 } // namespace CORE

@@ -1,19 +1,22 @@
 #include "lib/mfw/common/coretimerindex.h"
 
 #include <algorithm>
+#include <array>
 #include <deque>
 #include <gtest/gtest.h>
 #include <random>
+#include <vector>
 
 namespace CORE {
 namespace {
 
 TEST(TimerIndex, GivesTheLowestRankOfThoseThatAreDue) {
    coretimerindex index;
-   index.Reserve(3);
-   coretimerentry first{nullptr, 1};
-   coretimerentry second{nullptr, 2};
-   coretimerentry third{nullptr, 3};
+   std::array<coretimerentry, 3> entries;
+   auto &[first, second, third] = entries;
+   for (coretimerentry &entry : entries) {
+      index.Add(entry);
+   }
    EXPECT_EQ(index.TakeDue(0), nullptr);
    EXPECT_EQ(index.NextDeadline(), coretimerindex::kNever);
    index.Arm(third, 10);
@@ -34,61 +37,127 @@ TEST(TimerIndex, GivesTheLowestRankOfThoseThatAreDue) {
 
 TEST(TimerIndex, ForgetsAll) {
    coretimerindex index;
-   index.Reserve(2);
-   coretimerentry first{nullptr, 1};
-   coretimerentry second{nullptr, 2};
+   coretimerentry first;
+   coretimerentry second;
+   index.Add(first);
+   index.Add(second);
    index.Arm(first, 0);
    index.Arm(second, 0);
    EXPECT_EQ(index.TakeDue(0), &first); // the second is among the due
    index.Arm(first, 9);
    index.Clear();
    EXPECT_EQ(index.TakeDue(100), nullptr);
+   EXPECT_EQ(index.NextDeadline(), coretimerindex::kNever);
+   index.Add(second);
    index.Arm(second, 100);
    EXPECT_EQ(index.TakeDue(100), &second);
 }
 
-// The model is the walk in the order of registration.
+/// The walk in the order of registration.
+class Walk {
+public:
+   void Add(coretimerentry &entry) { mTimers.push_back({&entry, coretimerindex::kNever}); }
+   void Remove(size_t i) { mTimers.erase(mTimers.begin() + static_cast<ptrdiff_t>(i)); }
+   void Arm(size_t i, int64_t deadline) { mTimers[i].deadline = deadline; }
+   coretimerentry *TakeDue(int64_t now) {
+      for (Timer &timer : mTimers) {
+         if (timer.deadline <= now) {
+            timer.deadline = coretimerindex::kNever;
+            return timer.entry;
+         }
+      }
+      return nullptr;
+   }
+   [[nodiscard]] int64_t NextDeadline() const {
+      int64_t next = coretimerindex::kNever;
+      for (const Timer &timer : mTimers) {
+         next = std::min(next, timer.deadline);
+      }
+      return next;
+   }
+   [[nodiscard]] size_t Count() const { return mTimers.size(); }
+   [[nodiscard]] coretimerentry &At(size_t i) { return *mTimers[i].entry; }
+
+private:
+   struct Timer {
+      coretimerentry *entry;
+      int64_t deadline;
+   };
+   std::vector<Timer> mTimers;
+};
+
 TEST(TimerIndex, FindsWhatAWalkThroughAllFinds) {
    for (uint32_t seed = 1; seed <= 300; ++seed) {
       std::mt19937 random(seed);
-      const size_t count = 1 + random() % 60;
-      std::deque<coretimerentry> entries(count);
-      std::vector<int64_t> model(count, coretimerindex::kNever);
+      const size_t mostTimers = 1 + random() % 200;
+      const auto longest = uint64_t{1} << random() % 32; // of an interval
+      std::deque<coretimerentry> entries;
       coretimerindex index;
-      index.Reserve(count);
-      for (size_t i = 0; i < count; ++i) {
-         entries[i].rank = i + 1;
-      }
+      Walk walk;
       int64_t now = 0;
-      for (int step = 0; step < 500; ++step) {
-         const size_t i = random() % count;
-         switch (random() % 5) {
-         case 0:
-         case 1:
-            model[i] = now + static_cast<int64_t>(random() % 20);
-            index.Arm(entries[i], model[i]);
-            break;
-         case 2:
-            model[i] = coretimerindex::kNever;
-            index.Disarm(entries[i]);
-            break;
-         case 3:
-            now += static_cast<int64_t>(random() % 10);
-            break;
-         default:
-            const auto due =
-               std::find_if(model.begin(), model.end(), [&](int64_t deadline) { return deadline <= now; });
-            const coretimerentry *const found = index.TakeDue(now);
-            if (due == model.end()) {
-               ASSERT_EQ(found, nullptr) << seed;
-               ASSERT_EQ(index.NextDeadline(), *std::min_element(model.begin(), model.end())) << seed;
-            } else {
-               ASSERT_EQ(found, &entries[static_cast<size_t>(due - model.begin())]) << seed;
-               *due = coretimerindex::kNever;
+      for (int step = 0; step < 3000; ++step) {
+         const auto what = random() % 16;
+         if (what == 0 || walk.Count() == 0) {
+            if (walk.Count() < mostTimers) {
+               index.Add(entries.emplace_back());
+               walk.Add(entries.back());
+            }
+            continue;
+         }
+         const size_t i = random() % walk.Count();
+         if (what == 1) {
+            index.Remove(walk.At(i));
+            walk.Remove(i);
+         } else if (what < 7) {
+            const int64_t deadline = now + static_cast<int64_t>(random() % longest);
+            index.Arm(walk.At(i), deadline);
+            walk.Arm(i, deadline);
+         } else if (what == 7) {
+            index.Disarm(walk.At(i));
+            walk.Arm(i, coretimerindex::kNever);
+         } else if (what < 11) {
+            now += static_cast<int64_t>(random() % longest / (1 + random() % 32));
+         } else {
+            coretimerentry *const due = walk.TakeDue(now);
+            ASSERT_EQ(index.TakeDue(now), due) << seed;
+            if (due == nullptr) {
+               ASSERT_EQ(index.NextDeadline(), walk.NextDeadline()) << seed;
             }
          }
       }
    }
+}
+
+TEST(TimerIndex, KeepsTheOrderWhenItClosesGaps) {
+   coretimerindex index;
+   std::deque<coretimerentry> gone(1000);
+   coretimerentry first;
+   coretimerentry second;
+   coretimerentry last;
+   index.Add(first);
+   for (size_t i = 0; i < gone.size(); ++i) {
+      if (i == 500) {
+         index.Add(second);
+      }
+      index.Add(gone[i]);
+   }
+   index.Arm(second, 5);
+   index.Arm(first, 10);
+   EXPECT_EQ(index.TakeDue(4), nullptr);
+   index.Arm(gone[700], 3); // due
+   index.Arm(gone[300], 9);
+   for (coretimerentry &entry : gone) {
+      index.Remove(entry);
+   }
+   index.Arm(second, 4); // among the due while the gaps close
+   index.Add(last);
+   EXPECT_LT(last.order, 10U);
+   index.Arm(last, 0);
+   EXPECT_EQ(index.TakeDue(4), &second);
+   EXPECT_EQ(index.TakeDue(4), &last);
+   EXPECT_EQ(index.TakeDue(4), nullptr);
+   EXPECT_EQ(index.NextDeadline(), 10);
+   EXPECT_EQ(index.TakeDue(10), &first);
 }
 
 } // namespace

@@ -2,6 +2,8 @@
 
 #include "lib/mfw/common/coresync.h"
 
+#include <atomic>
+
 namespace CORE {
 
 /// The lock of timers, timer service and shutdown.
@@ -14,8 +16,19 @@ public:
    coretimer_critsec();
    ~coretimer_critsec() noexcept(false) override;
 
-   void Lock() override MAVR_ACQUIRE() MAVR_NO_THREAD_SAFETY_ANALYSIS;
-   void Unlock() override MAVR_RELEASE() MAVR_NO_THREAD_SAFETY_ANALYSIS;
+   void Lock() override MAVR_ACQUIRE() MAVR_NO_THREAD_SAFETY_ANALYSIS {
+      if (sExists.load(std::memory_order_relaxed)) {
+         corecritsec::Lock();
+      }
+   }
+   void Unlock() override MAVR_RELEASE() MAVR_NO_THREAD_SAFETY_ANALYSIS {
+      if (sExists.load(std::memory_order_relaxed)) {
+         corecritsec::Unlock();
+      }
+   }
+
+private:
+   static constinit inline std::atomic<bool> sExists{false};
 };
 
 /// The process's own. Made on first use, so that other initialisers may use it, and never destroyed, so that threads

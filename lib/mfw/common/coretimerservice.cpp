@@ -18,7 +18,6 @@ namespace {
 
 constinit coretimerservice *gService = nullptr;
 constinit uint64_t gLastSerial = 0;
-constinit uint64_t gLastRank = 0;
 
 uint64_t MonotonicNs() {
    return osal::Clock::current().monotonicNs();
@@ -82,15 +81,16 @@ void coretimerservice::Register(coretimer &timer) {
       MAVR_LOG_TRACE("Add of timer skipped at shutdown");
       return;
    }
+   const size_t before = gService->mTimers.size();
    try {
-      gService->mIndex.Reserve(gService->mTimers.size() + 1);
       gService->mTimers.push_back(timer.GetWeakId(true));
+      gService->mIndex.Add(timer.mEntry);
    } catch (...) {
+      gService->mTimers.resize(before);
       EndService();
       throw;
    }
    timer.mServiceSerial = gService->mSerial;
-   timer.mEntry.rank = ++gLastRank;
    gService->AddRef();
 }
 
@@ -101,7 +101,7 @@ void coretimerservice::Unregister(coretimer &timer) {
    if (gService->Tracks(timer)) {
       auto &timers = gService->mTimers;
       timers.erase(std::remove(timers.begin(), timers.end(), timer.GetWeakId(false)), timers.end());
-      gService->mIndex.Disarm(timer.mEntry);
+      gService->mIndex.Remove(timer.mEntry);
       timer.mServiceSerial = 0;
       gService->Release();
    }
