@@ -1,5 +1,6 @@
 #include "osal/Platform.h"
 
+#include "osal/unavailable/UnavailableCapture.h"
 #include "osal/unavailable/UnavailableDevices.h"
 #include "osal/unavailable/UnavailablePreferences.h"
 
@@ -42,6 +43,49 @@ TEST(Platform, TheEnvironmentIsLookedAtOnce) {
    setenv("MAVR_OSAL", "two", 1);
    EXPECT_EQ(&Platform::devices(), &first);
    EXPECT_NE(first.diagnose()[0].result.find("\"one\""), std::string::npos);
+}
+
+TEST(Platform, CaptureOfAnUnknownBackendFailsEveryCallForADeviceAndNamesTheValue) {
+   setenv("MAVR_OSAL", "none", 1);
+   Capture &capture = Platform::capture();
+   EXPECT_EQ(&Platform::capture(), &capture);
+   const std::string why = "MAVR_OSAL is \"none\"; known values are \"native\" and \"simulated\"";
+   std::shared_ptr<const CaptureDevice> device;
+   EXPECT_EQ(capture.deviceWithUniqueID("id", MediaType::Video, &device).reason, why);
+   EXPECT_EQ(capture.defaultDeviceWithMediaType(MediaType::Audio, &device).reason, why);
+   EXPECT_EQ(device, nullptr);
+   std::shared_ptr<CaptureDeviceInput> input;
+   EXPECT_FALSE(capture.deviceInputWithDevice(device, MediaType::Video, &input).ok());
+   const auto session = capture.makeSession();
+   ASSERT_NE(session, nullptr);
+   EXPECT_FALSE(session->canAddInput(input));
+   EXPECT_TRUE(session->canAddOutput(capture.makeVideoDataOutput()));
+   EXPECT_TRUE(session->startRunning().ok());
+   EXPECT_FALSE(session->health().ok());
+}
+
+TEST(Platform, SimulatedCaptureHasTheDevicesOfTheSimulatedListing) {
+   setenv("MAVR_OSAL", "simulated", 1);
+   unsetenv("MAVR_SIMULATION");
+   std::shared_ptr<const CaptureDevice> device;
+   ASSERT_TRUE(Platform::capture().defaultDeviceWithMediaType(MediaType::Video, &device).ok());
+   EXPECT_EQ(device->uniqueID(), "sim-cam-1");
+   CaptureDeviceList cameras;
+   ASSERT_TRUE(
+      Platform::devices().discoverySession(kTypes, MediaType::Video, DevicePosition::Unspecified, &cameras).ok());
+   std::shared_ptr<CaptureDeviceInput> input;
+   EXPECT_TRUE(Platform::capture().deviceInputWithDevice(cameras.at(2), MediaType::Video, &input).ok());
+}
+
+TEST(Platform, ScopedCaptureNests) {
+   const auto outer = MakeUnavailableCapture(Status::Error(1, "outer"));
+   const auto inner = MakeUnavailableCapture(Status::Error(2, "inner"));
+   const ScopedCapture outerInForce(*outer);
+   {
+      const ScopedCapture innerInForce(*inner);
+      EXPECT_EQ(&Platform::capture(), inner.get());
+   }
+   EXPECT_EQ(&Platform::capture(), outer.get());
 }
 
 TEST(Platform, ScopedDevicesNest) {
