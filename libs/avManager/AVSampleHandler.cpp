@@ -100,10 +100,7 @@ bool AVSampleHandler::WriteSample(const void *data, size_t size, const void *met
    MediaSampleHeader sample{};
    sample.mMark = MediaSampleHeader::kMark;
    sample.mSequence = mSeq++;
-   uint32_t values[2];
-   std::memcpy(values, meta, sizeof(values));
-   sample.mTimeMS = values[0];
-   sample.mValid = values[1];
+   std::memcpy(&sample.mMeta, meta, sizeof(sample.mMeta));
    const int64_t start = Position();
    if (WriteBytes(&sample, sizeof(sample)) && WriteBytes(data, size)) {
       return true;

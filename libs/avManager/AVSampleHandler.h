@@ -1,6 +1,7 @@
 #pragma once
 
 #include "libs/avManager/DataFileHandlerLin.h"
+#include "libs/utils/SampleMeta.h"
 
 #include <bit>
 #include <cstddef>
@@ -48,14 +49,12 @@ struct MediaSampleHeader {
 
    uint32_t mMark;
    uint32_t mSequence; ///< from 0 in each file; a reader gives its own count
-   uint32_t mTimeMS;   ///< these two are the SampleMeta of the sample
-   uint32_t mValid;
+   SampleMeta mMeta;
    uint8_t mZero[200];
 };
 static_assert(sizeof(MediaSampleHeader) == 216);
 static_assert(offsetof(MediaSampleHeader, mSequence) == 4);
-static_assert(offsetof(MediaSampleHeader, mTimeMS) == 8);
-static_assert(offsetof(MediaSampleHeader, mValid) == 12);
+static_assert(offsetof(MediaSampleHeader, mMeta) == 8);
 static_assert(offsetof(MediaSampleHeader, mZero) == 16);
 
 /// A sample as the reader gives it: the header as it is in the file, and behind it where the bytes are.
@@ -86,8 +85,8 @@ public:
    /// Required: the next sample then goes behind the header, over the first one.
    [[nodiscard]] bool RewriteHeader(const MediaFileHeader &header);
 
-   /// Adds a sample with its 8 bytes of SampleMeta. False: an argument is null or 0, the size is not the header's
-   /// (logged), or the file takes no more, in which case nothing of the record stays behind.
+   /// Adds a sample with its SampleMeta, 8 bytes at `meta`. False: an argument is null or 0, the size is not the
+   /// header's (logged), or the file takes no more, in which case nothing of the record stays behind.
    [[nodiscard]] bool WriteSample(const void *data, size_t size, const void *meta);
    /// Next sample. False, with the record's content undefined and mData unchanged, at the end or at anything that is no
    /// whole record. Not logged.

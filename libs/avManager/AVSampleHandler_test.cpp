@@ -9,9 +9,7 @@
 #include <sys/resource.h>
 #include <unistd.h>
 
-#include <array>
 #include <csignal>
-#include <cstring>
 #include <string>
 #include <string_view>
 
@@ -19,11 +17,7 @@ namespace {
 
 using namespace std::string_literals;
 
-struct Meta {
-   uint32_t timeMs;
-   uint32_t valid;
-};
-constexpr Meta kMeta{0x01020304, 1};
+constexpr SampleMeta kMeta{0x01020304, 1};
 
 std::string VideoHeaderBytes(uint8_t frameSize) {
    std::string bytes = "\xA4\x01\x00\x00" // 420
@@ -105,8 +99,8 @@ TEST_F(AVSampleHandlerFile, ReadsWhatItWrote) {
    ASSERT_TRUE(mFile.ReadSample(mRecord));
    EXPECT_EQ(SampleOf(mRecord, 12), "ABCDEFGHIJKL");
    EXPECT_EQ(mRecord.mHeader.mSequence, 0U); // the reader's own count, not the file's 7
-   EXPECT_EQ(mRecord.mHeader.mTimeMS, 0x01020304U);
-   EXPECT_EQ(mRecord.mHeader.mValid, 1U);
+   EXPECT_EQ(mRecord.mHeader.mMeta.mTimeMS, 0x01020304U);
+   EXPECT_EQ(mRecord.mHeader.mMeta.mValid, 1U);
    EXPECT_FALSE(mFile.ReadSample(mRecord));
    EXPECT_TRUE(mFile.IsEof());
 }

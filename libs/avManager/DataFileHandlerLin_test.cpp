@@ -10,7 +10,6 @@
 
 #include <array>
 #include <csignal>
-#include <cstring>
 #include <string>
 
 namespace {
