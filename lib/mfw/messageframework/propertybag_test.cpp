@@ -304,7 +304,7 @@ TEST_F(PropertyBagTest, GivesBytes) {
    EXPECT_EQ(Bytes("bag"), "null 0");
    EXPECT_EQ(Bytes("missing"), "null 0");
    EXPECT_EQ(BytesAt(1), "a\0b"s);
-   for (const size_t index : {0, 2, 3}) {
+   for (const size_t index : {size_t{0}, size_t{2}, size_t{3}}) {
       EXPECT_EQ(BytesAt(index), "null 0") << index;
    }
 }
