@@ -151,7 +151,7 @@ TEST_F(AVSampleHandlerFile, HasNoSampleOfSizeZero) {
 
 TEST_F(AVSampleHandlerFile, RefusesAnEmptyFileAndAHeaderThatEndsEarly) {
    const std::string header = AudioHeaderBytes(4);
-   for (const size_t size : {0, 1, 4, 407}) {
+   for (const size_t size : {size_t{0}, size_t{1}, size_t{4}, size_t{407}}) {
       EXPECT_FALSE(Opens(kMediaAudio, header.substr(0, size))) << size;
    }
    EXPECT_TRUE(Opens(kMediaAudio, header));

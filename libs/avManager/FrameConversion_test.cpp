@@ -93,7 +93,7 @@ TEST(FrameConversion, EqualsTheTwoStepsForSmallFrames) {
 TEST(FrameConversion, EqualsTheTwoStepsForCameraSizesOddOnesToo) {
    for (const auto &[width, height] :
         {Size{1280, 720}, {1920, 1080}, {640, 480}, {640, 481}, {1279, 719}, {641, 481}, {353, 289}}) {
-      for (const size_t padding : {0, 1, 64}) {
+      for (const size_t padding : {size_t{0}, size_t{1}, size_t{64}}) {
          const NoisyFrame noisy(width, height, padding);
          for (const auto &[pictureWidth, pictureHeight] : {Size{640, 480}, {1280, 720}, {352, 288}}) {
             EXPECT_EQ(Converted(noisy.frame, pictureWidth, pictureHeight, kScaleLetterbox),
