@@ -416,7 +416,7 @@ TEST_P(CaptureConformance, NoCallRunsOrComesOnceTheDelegateIsTakenAway) {
          EXPECT_TRUE(isThere.load());
       };
       rig.output->setSampleBufferDelegate(&collector, rig.queue);
-      ASSERT_TRUE(collector.Await(round % 3 + 1u));
+      ASSERT_TRUE(collector.Await(static_cast<size_t>(round % 3 + 1)));
       rig.output->setSampleBufferDelegate(nullptr, nullptr);
       isThere = false;
       EXPECT_FALSE(collector.IsInCall());
@@ -435,7 +435,7 @@ TEST_P(CaptureConformance, NoCallRunsOrComesOnceTheOutputIsRemovedOrTheSessionSt
          EXPECT_TRUE(isThere.load());
       };
       ASSERT_TRUE(rig.session->startRunning().ok());
-      ASSERT_TRUE(rig.collector.Await(round / 3 + 1u));
+      ASSERT_TRUE(rig.collector.Await(static_cast<size_t>(round / 3 + 1)));
       switch (round % 3) {
       case 0:
          rig.session->removeOutput(rig.output);
