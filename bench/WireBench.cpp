@@ -109,7 +109,7 @@ void CopyUnits(Sample &sample) {
 // The steps one behind the other, without a call through a pointer between them.
 template <void (*...Steps)(Sample &)>
 bench::Sampler Timed(Sample &sample) {
-   return bench::NanosecondsEach([&sample](uint64_t times) {
+   return bench::CpuNanosecondsEach([&sample](uint64_t times) {
       for (; times > 0; --times) {
          (Steps(sample), ...);
       }
