@@ -19,6 +19,13 @@ namespace {
 
 constexpr uint32_t kIntervalMS = 950; // a round is a second: all are due, and none is late enough for a line
 
+using Time = std::chrono::steady_clock::time_point;
+using Duration = std::chrono::duration<double, std::nano>;
+
+Time Now() {
+   return std::chrono::steady_clock::now();
+}
+
 /// The system's clock, read like it and at its price, but a wait with a limit moves it on by a round instead of
 /// sleeping. Paused, it holds whoever waits.
 class JumpingClock final : public osal::Clock {
@@ -71,11 +78,15 @@ public:
    OurTimers(const OurTimers &) = delete;
    OurTimers &operator=(const OurTimers &) = delete;
 
-   void Fire(uint64_t times) {
-      mLeft.store(static_cast<int64_t>(times));
+   /// How long that takes, from the first callback to the last: waking the thread and hearing of the end must not
+   /// weigh.
+   Duration Fire(uint64_t times) {
+      mTimes = times;
+      mFired.store(0);
       mClock.Pause(false);
       mDone.wait(false);
       mDone.store(false);
+      return mEnd - mStart;
    }
 
 private:
@@ -84,13 +95,7 @@ private:
       explicit Timer(OurTimers &owner)
           : mOwner(owner) {}
       bool OnTimer() override {
-         const int64_t left = mOwner.mLeft.load(std::memory_order_relaxed) - 1;
-         mOwner.mLeft.store(left, std::memory_order_relaxed);
-         if (left == 0) {
-            mOwner.mClock.Pause(true);
-            mOwner.mDone.store(true);
-            mOwner.mDone.notify_one();
-         }
+         mOwner.Count();
          return true;
       }
 
@@ -98,9 +103,25 @@ private:
       OurTimers &mOwner;
    };
 
+   void Count() {
+      const uint64_t fired = mFired.load(std::memory_order_relaxed) + 1;
+      mFired.store(fired, std::memory_order_relaxed);
+      if (fired == 1) {
+         mStart = Now();
+      } else if (fired == mTimes) {
+         mEnd = Now();
+         mClock.Pause(true);
+         mDone.store(true);
+         mDone.notify_one();
+      }
+   }
+
    JumpingClock &mClock;
    std::vector<Timer *> mTimers;
-   std::atomic<int64_t> mLeft{0};
+   uint64_t mTimes = 0;
+   std::atomic<uint64_t> mFired{0}; // written by the timers' thread, once it is let go
+   Time mStart;
+   Time mEnd;
    std::atomic<bool> mDone{false};
 };
 
@@ -120,7 +141,8 @@ public:
    ScannedTimers(const ScannedTimers &) = delete;
    ScannedTimers &operator=(const ScannedTimers &) = delete;
 
-   void Fire(uint64_t times) {
+   Duration Fire(uint64_t times) {
+      const Time start = Now();
       while (times > 0) {
          uint32_t now = 0;
          if (Timer *const timer = FindDue(now)) {
@@ -130,6 +152,7 @@ public:
             mOffsetMS += kIntervalMS + 50;
          }
       }
+      return Now() - start;
    }
 
 private:
@@ -198,13 +221,15 @@ public:
    UvTimers(const UvTimers &) = delete;
    UvTimers &operator=(const UvTimers &) = delete;
 
-   void Fire(uint64_t times) {
+   Duration Fire(uint64_t times) {
+      const Time start = Now();
       for (mFired = 0; mFired < times;) {
          for (uv_timer_t &timer : mTimers) {
             timer.timeout -= 10;
          }
          uv_run(&mLoop, UV_RUN_NOWAIT);
       }
+      return Now() - start;
    }
 
 private:
@@ -213,14 +238,10 @@ private:
    uint64_t mFired = 0;
 };
 
-// A fixed number of callbacks: waking our thread and hearing that it is done must not weigh.
 template <typename Timers>
 bench::Sampler NanosecondsPerFiring(Timers &timers, uint64_t times) {
    return [&timers, times] {
-      const auto start = std::chrono::steady_clock::now();
-      timers.Fire(times);
-      const std::chrono::duration<double, std::nano> spent = std::chrono::steady_clock::now() - start;
-      return spent.count() / static_cast<double>(times);
+      return timers.Fire(times).count() / static_cast<double>(times);
    };
 }
 

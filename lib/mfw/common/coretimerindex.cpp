@@ -91,9 +91,10 @@ coretimerentry *coretimerindex::TakeDue(int64_t now) {
       MoveOn(now);
    }
    for (; mFirstDue < mDue.size(); ++mFirstDue) {
-      if (const uint64_t due = mDue[mFirstDue]; due != 0) {
+      if (uint64_t &due = mDue[mFirstDue]; due != 0) {
          coretimerentry *const entry = mOrder[mFirstDue * kWordBits + static_cast<size_t>(std::countr_zero(due))];
-         Disarm(*entry);
+         due &= due - 1;
+         entry->state = State::Disarmed;
          return entry;
       }
    }
