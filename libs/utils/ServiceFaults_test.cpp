@@ -8,6 +8,7 @@
 #include "libs/utils/ThreadUtils.h"
 #include "tests/kit/Faults.h"
 #include "tests/kit/LogCapture.h"
+#include "tests/kit/ManualClock.h"
 
 #include <gtest/gtest.h>
 
@@ -164,6 +165,22 @@ TEST(CRVThreadFaults, AnyAllocationThatFailsFailsTheStartAndNothingElse) {
          return started;
       });
    }
+}
+
+TEST(CRVThreadFaults, WithoutMemoryTheLoopWaitsAllTheSame) {
+   kit::ManualClock clock;
+   clock.SetJumping(true);
+   bool stops = true;
+   CRVThread thread;
+   ASSERT_TRUE(thread.StartThread(
+      [](void *data, CRVThread *self) {
+         const kit::FailNth fault(Fault::Allocation, 1, Repeat::FromThenOn);
+         *static_cast<bool *>(data) = self->ShouldStop(1);
+         return true;
+      },
+      &stops, 0, 1));
+   EXPECT_TRUE(thread.WaitForStop(INFINITE));
+   EXPECT_FALSE(stops);
 }
 
 TEST(CRVThreadFaults, AThreadStartedAThousandTimesKeepsTheHandlesOfOneRun) {

@@ -19,12 +19,11 @@
 /// only; every wait is without it, but for the look with time 0 inside StartThread.
 /// Life cycle, read from the handles:
 ///
-/// | State   | Condition                   | StartThread      | StopThread     | WaitForStop           | ShouldStop |
-/// |---------|-----------------------------|------------------|----------------|-----------------------|----------------|
-/// | Idle    | no thread                   | true -> Running  | true           | true                  | true | |
-/// Running | thread, not ended           | false, two lines | true -> Ended  | true, false on time-out | waits        |
-/// | Ended   | thread, ended               | true -> Running  | true           | true                  | the exit event
-/// |
+/// | State   | Condition         | StartThread      | StopThread    | WaitForStop         | ShouldStop     |
+/// |---------|-------------------|------------------|---------------|---------------------|----------------|
+/// | Idle    | no thread         | true -> Running  | true          | true                | true           |
+/// | Running | thread, not ended | false, two lines | true -> Ended | false on a time-out | waits          |
+/// | Ended   | thread, ended     | true -> Running  | true          | true                | the exit event |
 ///
 /// A thread ends by StopThread or when the callback has run `runLimit` times. On the loop's own thread StopThread asks
 /// and returns false at once, and WaitForStop returns false.

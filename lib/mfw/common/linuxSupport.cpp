@@ -9,6 +9,7 @@
 #include <cassert>
 #include <cerrno>
 #include <cstdlib>
+#include <memory>
 #include <new>
 
 using platforms::MultiWait;
@@ -65,11 +66,13 @@ bool TlsFree(uint32_t index) {
 HANDLE CreateEvent(void * /*attributes*/, bool manualReset, bool initialState, const char *name) {
    [[maybe_unused]] const char *const pName = name;
    assert(pName == 0);
-   auto *const event = new (std::nothrow) WindowsEvent(manualReset, initialState);
-   if (event == nullptr) {
+   std::unique_ptr<WindowsEvent> event(new (std::nothrow) WindowsEvent(manualReset, initialState));
+   // A loop that has its events must not end because a wait for them finds no memory.
+   if (event == nullptr || !event->MakeRoom()) {
       errno = ENOMEM;
+      return nullptr;
    }
-   return event;
+   return event.release();
 }
 
 bool SetEvent(HANDLE handle) {
@@ -85,6 +88,9 @@ bool ResetEvent(HANDLE handle) {
 }
 
 bool CloseHandle(HANDLE handle) {
+   if (handle == nullptr) {
+      return false;
+   }
    handle->Close();
    return true;
 }

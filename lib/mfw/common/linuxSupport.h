@@ -60,13 +60,15 @@ bool TlsFree(uint32_t index);
 bool SetEvent(HANDLE handle);
 /// Clears it. True. Asserts on a null handle.
 bool ResetEvent(HANDLE handle);
-/// Ends the handle's life. A thread's handle goes when both this has been called and the thread has ended.
+/// Ends the handle's life; false for a null handle. A thread's handle goes when both this has been called and the
+/// thread has ended.
 bool CloseHandle(HANDLE handle);
 /// A time of 0 is a look that consumes nothing. Null handle: WAIT_FAILED.
 uint32_t WaitForSingleObject(HANDLE handle, uint32_t ms);
 /// Any of the handles: the lowest index that is set, and nothing is consumed. WAIT_TIMEOUT after `ms`, and also, before
 /// that, when the wait was woken and no handle is set any more. WAIT_FAILED for a null handle, for an endless wait for
-/// none, and (errno is ENOMEM) without memory to put the wait on the handles' lists.
+/// none, and (errno is ENOMEM) without memory to put the wait on the handles' lists; events have room for four waits at
+/// a time from the start.
 /// All of them (`waitAll`): one after the other, each with the whole time `ms`, 0 when all were set; auto-reset events
 /// are consumed, also by a time of 0, and stay so when a later one is not set. WAIT_TIMEOUT at the first that fails.
 /// Null `handles` for a `count` above 0: WAIT_FAILED.

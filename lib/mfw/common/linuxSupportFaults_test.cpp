@@ -28,13 +28,26 @@ uint32_t Nothing(void *) {
 
 TEST(SupportFaults, AnEventWithoutMemoryIsNull) {
    for (const Repeat repeat : {Repeat::Once, Repeat::FromThenOn}) {
-      FailNth fault(Fault::Allocation, 1, repeat);
-      const HANDLE event = CreateEvent(nullptr, false, false, nullptr);
-      const int error = GetLastError();
-      fault.Disarm();
-      EXPECT_EQ(event, nullptr);
-      EXPECT_EQ(error, ENOMEM);
+      for (const uint64_t nth : {1, 2}) { // the event, and its room for waits
+         FailNth fault(Fault::Allocation, nth, repeat);
+         const HANDLE event = CreateEvent(nullptr, false, false, nullptr);
+         const int error = GetLastError();
+         fault.Disarm();
+         EXPECT_EQ(event, nullptr);
+         EXPECT_EQ(error, ENOMEM);
+      }
    }
+}
+
+TEST(SupportFaults, AMultipleWaitForEventsNeedsNoMemory) {
+   const Handle events[] = {Handle::AutoReset(), Handle::AutoReset()};
+   const HANDLE handles[] = {events[0], events[1]};
+   kit::ManualClock clock;
+   clock.SetJumping(true);
+   FailNth fault(Fault::Allocation, 1, Repeat::FromThenOn);
+   const uint32_t result = WaitForMultipleObjects(2, handles, false, 1);
+   fault.Disarm();
+   EXPECT_EQ(result, WAIT_TIMEOUT);
 }
 
 TEST(SupportFaults, AThreadThatCannotBeHadIsNullAndSaidSo) {
@@ -79,9 +92,10 @@ TEST(SupportFaults, AForeignThreadWithoutMemoryForItsIdHasNone) {
 
 // Each allocation in its turn, until the wait needs none that fails.
 TEST(SupportFaults, AMultipleWaitWithoutMemoryFailsAndLeavesNothingBehind) {
-   const Handle events[] = {Handle::AutoReset(), Handle::AutoReset()};
-   const HANDLE handles[] = {events[0], events[1]};
    kit::ManualClock clock;
+   waittest::EndableThread threads[2];
+   const HANDLE handles[] = {threads[0], threads[1]};
+   clock.AwaitSleepers(2);
    clock.SetJumping(true);
    for (uint64_t nth = 1;; ++nth) {
       FailNth fault(Fault::Allocation, nth);
@@ -97,9 +111,9 @@ TEST(SupportFaults, AMultipleWaitWithoutMemoryFailsAndLeavesNothingBehind) {
       EXPECT_EQ(result, WAIT_FAILED);
       EXPECT_EQ(error, ENOMEM);
    }
-   for (const Handle &event : events) {
-      SetEvent(event); // finds nobody on its list
-      EXPECT_EQ(WaitForSingleObject(event, 1), WAIT_OBJECT_0);
+   for (waittest::EndableThread &thread : threads) {
+      thread.End(); // finds nobody on its list
+      EXPECT_EQ(WaitForSingleObject(thread, INFINITE), WAIT_OBJECT_0);
    }
 }
 

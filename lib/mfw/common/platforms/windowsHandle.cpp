@@ -228,6 +228,16 @@ bool WindowsHandle::DoWait(uint64_t deadlineNs) {
    }
 }
 
+bool WindowsHandle::MakeRoom() {
+   const std::lock_guard<std::mutex> hold(mMutex);
+   try {
+      mWaiters.reserve(kRoomForWaiters);
+      return true;
+   } catch (const std::bad_alloc &) {
+      return false;
+   }
+}
+
 bool WindowsHandle::AddWaiter(PthreadCondition *waiter) {
    const std::lock_guard<std::mutex> hold(mMutex);
    try {

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <atomic>
+#include <cstddef>
 #include <cstdint>
 #include <mutex>
 #include <vector>
@@ -104,6 +105,9 @@ public:
    /// behind, and a signal that had woken it goes to another one.
    bool DoWait(uint64_t deadlineNs);
 
+   /// So many multiple waits at a time need no memory any more once MakeRoom has succeeded.
+   static constexpr size_t kRoomForWaiters = 4;
+   [[nodiscard]] bool MakeRoom();
    /// A multiple wait puts itself on the list: false, and it is not on it, when out of memory.
    [[nodiscard]] bool AddWaiter(PthreadCondition *waiter);
    /// Takes it off again. When `leaving` was the one picked for a signal, and it has `used` it not (its time was over,

@@ -329,6 +329,7 @@ TEST(Event, ATimeThatIsOverIsNoFailure) {
 }
 
 TEST(Event, ANullHandleIsRefusedWithoutAnAssertion) {
+   EXPECT_FALSE(CloseHandle(nullptr));
    EXPECT_EQ(WaitForSingleObject(nullptr, 0), 0xFFFFFFFF);
    EXPECT_EQ(WaitForSingleObject(nullptr, INFINITE), 0xFFFFFFFF);
 }
