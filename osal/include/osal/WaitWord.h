@@ -20,7 +20,8 @@ void waitWhile(const std::atomic<uint32_t> &word, uint32_t value);
 
 /// The same until the system's monotonic clock (CLOCK_MONOTONIC, in nanoseconds) has reached `deadlineNs`: false then.
 /// UINT64_MAX is no limit. A cancellation point, as waiting for a condition is, on systems where a cancelled thread's
-/// stack is unwound (Linux): whoever calls it leaves nothing behind then. Elsewhere the cancelled wait goes on. For the system's osal::Clock only; everybody else asks the clock in force.
+/// stack is unwound (Linux): whoever calls it leaves nothing behind then. Elsewhere the cancelled wait goes on. For the
+/// system's osal::Clock only; everybody else asks the clock in force.
 bool waitWhileUntil(const std::atomic<uint32_t> &word, uint32_t value, uint64_t deadlineNs);
 
 /// Wakes one sleeper, or all. A system call, also when nobody sleeps: keep count of who does.
