@@ -206,30 +206,28 @@ TEST(ThreadMessages, CreateSuspendedIsIgnoredAloud) {
       << log.Dump();
 }
 
-// In a process of its own: the key is made once.
-[[noreturn]] void RunWithoutAKey() {
-   pthread_key_t key{};
-   while (pthread_key_create(&key, nullptr) == 0) {
-   }
-   const kit::LogCapture log;
-   uint32_t seen = 7;
-   bool right = true;
-   {
-      const Handle thread(Begin(
-         [](void *argument) -> uint32_t {
-            *static_cast<uint32_t *>(argument) = GetCurrentThreadId();
-            return 0;
-         },
-         &seen));
-      right = WaitForSingleObject(thread, INFINITE) == WAIT_OBJECT_0 && seen == 0;
-   }
-   right = right && log.Saw(logger::FATAL, "Unable to initialize TLS for WindowsThread");
-   std::_Exit(right ? 3 : 4);
-}
-
 TEST(ThreadMessagesDeathTest, WithoutAKeyForItsIdAThreadRunsAllTheSame) {
-   testing::GTEST_FLAG(death_test_style) = "threadsafe";
-   EXPECT_EXIT(RunWithoutAKey(), testing::ExitedWithCode(3), "");
+   testing::GTEST_FLAG(death_test_style) = "threadsafe"; // a process of its own: the key is made once
+   const auto runWithoutAKey = [] {
+      pthread_key_t key{};
+      while (pthread_key_create(&key, nullptr) == 0) {
+      }
+      const kit::LogCapture log;
+      uint32_t seen = 7;
+      bool right = true;
+      {
+         const Handle thread(Begin(
+            [](void *argument) -> uint32_t {
+               *static_cast<uint32_t *>(argument) = GetCurrentThreadId();
+               return 0;
+            },
+            &seen));
+         right = WaitForSingleObject(thread, INFINITE) == WAIT_OBJECT_0 && seen == 0;
+      }
+      right = right && log.Saw(logger::FATAL, "Unable to initialize TLS for WindowsThread");
+      std::_Exit(right ? 3 : 4);
+   };
+   EXPECT_EXIT(runWithoutAKey(), testing::ExitedWithCode(3), "");
 }
 
 } // namespace
