@@ -24,6 +24,9 @@ find_package(CLI11 REQUIRED)
 
 if(BUILD_TESTING)
   find_package(GTest REQUIRED)
+  if(CMAKE_SYSTEM_NAME STREQUAL "Linux")
+    pkg_check_modules(JPEG REQUIRED IMPORTED_TARGET libjpeg) # of the virtual cameras
+  endif()
   include(GoogleTest)
 endif()
 if(MAVR_BENCH)

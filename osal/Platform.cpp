@@ -8,6 +8,7 @@
 #include "osal/unavailable/UnavailableDevices.h"
 #include "osal/unavailable/UnavailablePreferences.h"
 #if defined(MAVR_HAVE_PIPEWIRE)
+#include "osal/pipewire/PipewireCapture.h"
 #include "osal/pipewire/PipewireDevices.h"
 #endif
 
@@ -33,8 +34,12 @@ std::unique_ptr<Devices> MakeNativeDevices() {
 }
 
 std::unique_ptr<Capture> MakeNativeCapture() {
+#if defined(MAVR_HAVE_PIPEWIRE)
+   return MakePipewireCapture();
+#else
    return MakeUnavailableCapture(
       Status::Error(ENOSYS, "this build can't capture from the machine's own devices; MAVR_OSAL=simulated can"));
+#endif
 }
 
 /// What MAVR_OSAL and MAVR_SIMULATION say.

@@ -9,12 +9,6 @@
 namespace osal {
 namespace {
 
-/// Prepares the client library, once in the process. It is never taken down: the host may use it too.
-void InitialiseLibrary() {
-   static std::once_flag once;
-   std::call_once(once, [] { pw_init(nullptr, nullptr); });
-}
-
 std::string Message(int error) {
    return std::generic_category().message(error);
 }
@@ -24,6 +18,11 @@ Status LibraryTrouble(const char *what, int error) {
 }
 
 } // namespace
+
+void InitialisePipewire() {
+   static std::once_flag once;
+   std::call_once(once, [] { pw_init(nullptr, nullptr); });
+}
 
 constinit const pw_core_events PipewireConnection::kCoreEvents = [] {
    pw_core_events events{};
@@ -48,7 +47,7 @@ PipewireConnection::~PipewireConnection() {
 }
 
 Status PipewireConnection::Open() {
-   InitialiseLibrary();
+   InitialisePipewire();
    mSocketPath = PipewireSocketPath();
    mLoop = pw_loop_new(nullptr);
    if (mLoop == nullptr) {

@@ -9,6 +9,9 @@
 
 namespace osal {
 
+/// Prepares the client library, once in the process. It is never taken down: the host may use it too. Any thread.
+void InitialisePipewire();
+
 /// How far a connection came; what diagnose() builds on.
 enum class PipewireStage {
    Library,   ///< the client library can't work: plugins, modules or client.conf are missing

@@ -1,6 +1,7 @@
 #include "osal/pipewire/PipewireDevices.h"
 
 #include "osal/pipewire/PipewireAudioHardware.h"
+#include "osal/pipewire/PipewireCaptureDevice.h"
 #include "osal/pipewire/PipewireDiagnosis.h"
 #include "osal/pipewire/PipewireListing.h"
 
@@ -8,21 +9,6 @@
 
 namespace osal {
 namespace {
-
-class PipewireCamera final : public CaptureDevice {
-public:
-   PipewireCamera(PipewireNode node, std::string uniqueId)
-       : mNode(std::move(node))
-       , mUniqueId(std::move(uniqueId)) {}
-
-   std::string localizedName() const override { return DisplayName(mNode); }
-   std::string uniqueID() const override { return mUniqueId; }
-   std::vector<CaptureDeviceFormat> formats() const override { return mNode.formats; }
-
-private:
-   const PipewireNode mNode;
-   const std::string mUniqueId;
-};
 
 class PipewireDevices final : public Devices {
 public:
@@ -37,7 +23,7 @@ public:
       PipewireListing listing = ListPipewireNodes(PipewireNodeKind::Camera);
       std::vector<std::string> ids = UniqueIds(listing.nodes);
       for (size_t i = 0; i < listing.nodes.size(); ++i) {
-         devices->push_back(std::make_shared<PipewireCamera>(std::move(listing.nodes[i]), std::move(ids[i])));
+         devices->push_back(std::make_shared<PipewireCaptureDevice>(std::move(listing.nodes[i]), std::move(ids[i])));
       }
       return listing.status;
    }

@@ -3,6 +3,7 @@
 #include "osal/pipewire/PipewireFormats.h"
 
 #include <pipewire/extensions/metadata.h>
+#include <spa/utils/json.h>
 
 #include <charconv>
 #include <cstring>
@@ -99,6 +100,75 @@ private:
    bool mIsGone = false;
 };
 
+/// The value {"name":"NODE"} of a default, or nothing.
+std::string NodeNameOf(const char *value) {
+   char name[1024] = "";
+   if (value == nullptr) {
+      return "";
+   }
+   spa_json outer{};
+   spa_json object{};
+   spa_json_init(&outer, value, std::strlen(value));
+   if (spa_json_enter_object(&outer, &object) <= 0) {
+      return "";
+   }
+   char key[128];
+   const char *text = nullptr;
+   while (spa_json_get_string(&object, key, sizeof key) > 0) {
+      if (std::strcmp(key, "name") == 0) {
+         return spa_json_get_string(&object, name, sizeof name) > 0 ? name : "";
+      }
+      if (spa_json_next(&object, &text) <= 0) {
+         break;
+      }
+   }
+   return "";
+}
+
+/// The session manager's table of defaults while it comes in. Owner: Registry. Threads: the loop's.
+class BoundDefaults {
+public:
+   explicit BoundDefaults(pw_proxy *proxy)
+       : mProxy(proxy) {
+      static constexpr pw_metadata_events metadataEvents = [] {
+         pw_metadata_events events{};
+         events.version = PW_VERSION_METADATA_EVENTS;
+         events.property = [](void *data, uint32_t subject, const char *key, const char *, const char *value) {
+            static_cast<BoundDefaults *>(data)->TakeProperty(subject, key, value);
+            return 0;
+         };
+         return events;
+      }();
+      pw_proxy_add_object_listener(mProxy, &mHook, &metadataEvents, this);
+   }
+   ~BoundDefaults() {
+      spa_hook_remove(&mHook);
+      pw_proxy_destroy(mProxy);
+   }
+   BoundDefaults(const BoundDefaults &) = delete;
+   BoundDefaults &operator=(const BoundDefaults &) = delete;
+
+   [[nodiscard]] const std::string &Camera() const { return mCamera; }
+   [[nodiscard]] const std::string &Microphone() const { return mMicrophone; }
+
+private:
+   void TakeProperty(uint32_t subject, const char *key, const char *value) {
+      if (subject != PW_ID_CORE || key == nullptr) {
+         return;
+      }
+      if (std::strcmp(key, "default.video.source") == 0) {
+         mCamera = NodeNameOf(value);
+      } else if (std::strcmp(key, "default.audio.source") == 0) {
+         mMicrophone = NodeNameOf(value);
+      }
+   }
+
+   pw_proxy *const mProxy;
+   spa_hook mHook{};
+   std::string mCamera;
+   std::string mMicrophone;
+};
+
 /// The daemon's list of objects; binds the nodes of a kind as they are announced. Owner: ListPipewireNodes, on the
 /// stack behind the connection. Threads: the loop's.
 class Registry {
@@ -121,6 +191,7 @@ public:
 
    ~Registry() {
       mNodes.clear();
+      mDefaults.reset();
       if (mRegistry != nullptr) {
          spa_hook_remove(&mRegistryHook);
          pw_proxy_destroy(reinterpret_cast<pw_proxy *>(mRegistry));
@@ -130,6 +201,8 @@ public:
    Registry &operator=(const Registry &) = delete;
 
    [[nodiscard]] bool HasSessionManager() const { return mHasDefaultMetadata; }
+   [[nodiscard]] std::string DefaultCamera() const { return mDefaults != nullptr ? mDefaults->Camera() : ""; }
+   [[nodiscard]] std::string DefaultMicrophone() const { return mDefaults != nullptr ? mDefaults->Microphone() : ""; }
 
    /// The capturable nodes, by serial. Once.
    [[nodiscard]] std::vector<PipewireNode> TakeNodes() {
@@ -147,19 +220,27 @@ public:
 private:
    void TakeGlobal(uint32_t id, const char *type, const spa_dict *properties) {
       if (std::strcmp(type, PW_TYPE_INTERFACE_Metadata) == 0) {
-         // The session manager keeps the defaults there; that the object exists is all that counts here.
-         mHasDefaultMetadata = mHasDefaultMetadata || Property(properties, PW_KEY_METADATA_NAME) == "default";
+         // The session manager keeps the defaults there.
+         if (!mHasDefaultMetadata && Property(properties, PW_KEY_METADATA_NAME) == "default") {
+            mHasDefaultMetadata = true;
+            if (auto *const proxy = Bind(id, PW_TYPE_INTERFACE_Metadata, PW_VERSION_METADATA); proxy != nullptr) {
+               mDefaults = std::make_unique<BoundDefaults>(proxy);
+            }
+         }
       } else if (std::strcmp(type, PW_TYPE_INTERFACE_Node) == 0) {
          BindIfWanted(id, Property(properties, PW_KEY_MEDIA_CLASS));
       }
+   }
+
+   pw_proxy *Bind(uint32_t id, const char *type, uint32_t version) {
+      return static_cast<pw_proxy *>(pw_registry_bind(mRegistry, id, type, version, 0));
    }
 
    void BindIfWanted(uint32_t id, const std::string &mediaClass) {
       if (!IsOfKind(mediaClass, mKind)) {
          return;
       }
-      auto *const proxy =
-         static_cast<pw_proxy *>(pw_registry_bind(mRegistry, id, PW_TYPE_INTERFACE_Node, PW_VERSION_NODE, 0));
+      auto *const proxy = Bind(id, PW_TYPE_INTERFACE_Node, PW_VERSION_NODE);
       if (proxy == nullptr) {
          return;
       }
@@ -173,6 +254,7 @@ private:
    pw_registry *const mRegistry;
    spa_hook mRegistryHook{};
    std::vector<std::unique_ptr<BoundNode>> mNodes;
+   std::unique_ptr<BoundDefaults> mDefaults;
    bool mHasDefaultMetadata = false;
 };
 
@@ -191,6 +273,8 @@ PipewireListing ListPipewireNodes(PipewireNodeKind kind, std::chrono::millisecon
       }
       if (listing.status.ok()) {
          listing.hasSessionManager = registry.HasSessionManager();
+         listing.defaultCamera = registry.DefaultCamera();
+         listing.defaultMicrophone = registry.DefaultMicrophone();
          listing.nodes = registry.TakeNodes();
       }
    }

@@ -20,6 +20,8 @@ struct PipewireListing {
    PipewireStage stage = PipewireStage::Library;
    std::string socketPath;
    bool hasSessionManager = false;  ///< without one no stream ever starts, and hardware has no nodes
+   std::string defaultCamera;       ///< node.name of the session manager's choice; empty without one
+   std::string defaultMicrophone;   ///< the same
    std::vector<PipewireNode> nodes; ///< the capturable ones, by serial
 };
 

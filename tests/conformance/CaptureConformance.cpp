@@ -139,7 +139,7 @@ TEST_P(CaptureConformance, PicturesComeInTheAskedFormatAndSizeUntilStopped) {
    Status status = rig.session->startRunning();
    ASSERT_TRUE(status.ok()) << status.reason;
    EXPECT_TRUE(rig.session->isRunning());
-   ASSERT_TRUE(rig.collector.Await(5));
+   ASSERT_TRUE(rig.collector.Await(5)) << rig.session->health().reason;
    EXPECT_TRUE(rig.session->health().ok()) << rig.session->health().reason;
    rig.session->stopRunning();
    EXPECT_FALSE(rig.session->isRunning());
