@@ -1,0 +1,86 @@
+#include "libs/avManager/AVCaptureMac.h"
+
+#include "lib/mfw/common/logger.h"
+
+namespace {
+
+// 1/rate seconds: a whole number of frames in a second as 1 of so many, any other in thousandths of a frame.
+osal::MediaTime FrameDuration(double rate) {
+   const auto whole = static_cast<int32_t>(rate);
+   if (static_cast<double>(whole) == rate) {
+      return {whole != 0 ? 1 : 0, whole};
+   }
+   return {1000, static_cast<int32_t>(rate * 1000 + 0.5)};
+}
+
+char Character(uint32_t code, int index) {
+   return static_cast<char>(code >> (24 - 8 * index));
+}
+
+void LogFormats(const osal::CaptureDevice &device) {
+   constexpr const char *kFunction = "-[AVCaptureMac selectCameraForDeviceID:]";
+   if (!logger::Wants(logger::TRACE)) {
+      return;
+   }
+   for (const osal::CaptureDeviceFormat &format : device.formats()) {
+      const uint32_t code = format.mediaSubType;
+      MAVR_LOG_TRACE("%s - Supported format and resolution: %c%c%c%c, %dx%d", kFunction, Character(code, 0),
+                     Character(code, 1), Character(code, 2), Character(code, 3), format.dimensions.width,
+                     format.dimensions.height);
+      const osal::MediaTime longest = FrameDuration(format.minFrameRate);
+      const osal::MediaTime shortest = FrameDuration(format.maxFrameRate);
+      MAVR_LOG_TRACE("%s - Supported frame rate range: %g - %g ({%lld, %d} - {%lld, %d})", kFunction,
+                     format.minFrameRate, format.maxFrameRate, static_cast<long long>(longest.value), longest.timescale,
+                     static_cast<long long>(shortest.value), shortest.timescale);
+   }
+}
+
+} // namespace
+
+void AVCaptureMac::setVideoFrameDuration() {
+   constexpr const char *kFunction = "-[AVCaptureMac setVideoFrameDuration]";
+   if (mVideoConnection == nullptr || !mVideoConnection->isVideoMaxFrameDurationSupported()) {
+      MAVR_LOG_DEBUG("%s - unable to limit frame rate", kFunction);
+      return;
+   }
+   mVideoConnection->setVideoMaxFrameDuration({1, static_cast<int32_t>(mTryFPS)});
+   MAVR_LOG_DEBUG("%s - Min frame rate set to %ufps", kFunction,
+                  static_cast<unsigned>(mVideoConnection->videoMaxFrameDuration().timescale));
+}
+
+osal::VideoSettings AVCaptureMac::setupVideoOutputParameter() {
+   osal::VideoSettings settings;
+   settings.pixelFormatType = kPixelFormat;
+   if (mTryWidth != 0 && mTryHeight != 0) {
+      settings.size = osal::VideoDimensions{static_cast<int32_t>(mTryWidth), static_cast<int32_t>(mTryHeight)};
+   }
+   return settings;
+}
+
+bool AVCaptureMac::selectCameraForDeviceID(const char *deviceId) {
+   constexpr const char *kFunction = "-[AVCaptureMac selectCameraForDeviceID:]";
+   if (deviceId != nullptr) {
+      if (!mPlatform.deviceWithUniqueID(deviceId, osal::MediaType::Video, &mVideoDevice).ok()) {
+         MAVR_LOG_ERROR("%s - Video device (ID:%s) not found", kFunction, deviceId);
+         return false;
+      }
+   } else {
+      MAVR_LOG_DEBUG("%s - Video device not specified, selecting default video source", kFunction);
+      if (!mPlatform.defaultDeviceWithMediaType(osal::MediaType::Video, &mVideoDevice).ok()) {
+         MAVR_LOG_ERROR("%s - Default video device not found", kFunction);
+         return false;
+      }
+   }
+   MAVR_LOG_DEBUG("%s - Video device '%s' (ID:%s) selected", kFunction, mVideoDevice->localizedName().c_str(),
+                  mVideoDevice->uniqueID().c_str());
+   LogFormats(*mVideoDevice);
+   return true;
+}
+
+// Runs while video still counts as in use.
+void AVCaptureMac::checkAndStopCaptureSession() {
+   if (videoInUse()) {
+      MAVR_LOG_DEBUG("%s - Disabling capture session", "-[AVCaptureMac checkAndStopCaptureSession]");
+      mCaptureSession->stopRunning();
+   }
+}

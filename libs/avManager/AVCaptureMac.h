@@ -1,0 +1,22 @@
+#pragma once
+
+#include "libs/avManager/AVCapture.h"
+
+/// The capture object with the choices of the home platform: which camera an id means, what the output is asked for,
+/// how the rate is asked for, and when the session stops. Owner, threads, life cycle: as AVCapture. Locks: none.
+class AVCaptureMac final : public AVCapture {
+public:
+   using AVCapture::AVCapture;
+
+protected:
+   /// Asks for at least mTryFPS frames a second, where the platform can be asked; the ceiling is the client's business.
+   void setVideoFrameDuration() override;
+   /// The pixel format, and the selected size once there is one.
+   [[nodiscard]] osal::VideoSettings setupVideoOutputParameter() override;
+   /// The camera with this id, the default one for null, into mVideoDevice; logs what it can do. False when there is
+   /// none (ERROR). No format of the device is chosen: the size reaches the platform through the output alone.
+   [[nodiscard]] bool selectCameraForDeviceID(const char *deviceId) override;
+   void checkAndStopCaptureSession() override;
+   /// Nothing: the size travels with setupVideoOutputParameter.
+   void setupVideoOutputResolution() override {}
+};
