@@ -1,6 +1,7 @@
 #include "tests/kit/FakeCapture.h"
 
 #include <cerrno>
+#include <stdexcept>
 #include <utility>
 
 namespace kit {
@@ -190,6 +191,9 @@ osal::Status FakeCapture::defaultDeviceWithMediaType(osal::MediaType,
 
 osal::Status FakeCapture::deviceInputWithDevice(const std::shared_ptr<const osal::CaptureDevice> &device,
                                                 osal::MediaType, std::shared_ptr<osal::CaptureDeviceInput> *input) {
+   if (throwsAtInput) {
+      throw std::runtime_error("input");
+   }
    *input = inputStatus.ok() ? std::make_shared<Input>(device) : nullptr;
    return inputStatus;
 }

@@ -47,6 +47,7 @@ public:
    // What fails.
    bool hasSessions = true;
    osal::Status inputStatus;
+   bool throwsAtInput = false; ///< no backend does; what stands above must hold all the same
    osal::Status queueStatus;
    osal::Status startStatus;
    bool takesInput = true;
