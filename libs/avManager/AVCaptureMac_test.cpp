@@ -12,6 +12,14 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <csignal>
+#include <cstdio>
+#include <cstdlib>
+#include <memory>
+#include <string>
+#include <vector>
+
 namespace {
 
 using testing::ElementsAre;
@@ -24,6 +32,17 @@ constexpr const char *kNext = "-[AVCapture getNextFrame:frameSize:]";
 
 osal::Ref<osal::SampleBuffer> Held(kit::FakeFrame *frame) {
    return osal::Ref<osal::SampleBuffer>::adopt(frame);
+}
+
+// The address that the line about the intermediate image names.
+void *IntermediateOf(const kit::LogCapture &log) {
+   void *address = nullptr;
+   for (const kit::LogCapture::Line &line : log.Lines()) {
+      if (const size_t at = line.text.find("allocated ("); at != std::string::npos) {
+         std::sscanf(line.text.c_str() + at, "allocated (%p", &address);
+      }
+   }
+   return address;
 }
 
 // The capture object under its client, a MacVideoDevice whose event says that a frame was kept.
@@ -268,6 +287,9 @@ TEST_F(AVCaptureTest, AFrameOfTheSelectedSizeIsOnlyTakenApart) {
       log.Saw(logger::DEBUG, "%s - Requested (%ux%u), actual (%ux%u), %s", kNext, 8U, 4U, 8U, 4U, "no scaling"))
       << log.Dump();
    EXPECT_TRUE(log.Saw(logger::TRACE, "%s - %p %d", kNext, static_cast<void *>(picture.data()), 48));
+   EXPECT_TRUE(
+      log.Saw(logger::TRACE, "%s - Intermediate buffer allocated (%p, %u bytes)", kNext, IntermediateOf(log), 48U))
+      << log.Dump();
    EXPECT_TRUE(log.Saw(logger::TRACE, "%s - mVideoBufferQueue contains %u buffers", kNext, 1U)) << log.Dump();
 }
 
@@ -290,7 +312,7 @@ TEST_F(AVCaptureTest, AnotherSizeIsFittedBetweenBlackBars) {
 TEST_F(AVCaptureTest, AChangeOfSizeInMidStreamNeedsNothingOfTheClient) {
    Start(8, 4);
    std::vector<uint8_t> picture(48);
-   for (const size_t width : {8, 8, 16, 8}) {
+   for (const size_t width : std::initializer_list<size_t>{8, 8, 16, 8}) {
       platform.Deliver(Held(new kit::FakeFrame(width, 4)));
       ASSERT_TRUE(Object().getNextFrame(picture.data(), 48));
       EXPECT_EQ(Object().actualWidth(), width);
@@ -359,16 +381,22 @@ TEST_F(AVCaptureTest, TheSizeIsAssertedWhereNothingIsScaled) {
 
 // ---- The plain functions, and the client ----------------------------------------------------------------------------
 
+// The line comes before the end: 3 when it was seen.
+template <typename Call>
+void EndWith(const char *function, Call call) {
+   static const char *name = nullptr;
+   static kit::LogCapture *lines = nullptr;
+   name = function;
+   kit::LogCapture log;
+   lines = &log;
+   std::signal(SIGABRT, [](int) { std::_Exit(lines->Saw(logger::ERROR, "%s - Bad capture type", name) ? 3 : 4); });
+   call();
+}
+
 TEST_F(AVCaptureTest, OtherTypesEndTheProcess) {
-   EXPECT_DEATH((void)AVCaptureRegister(nullptr, 3), "");
-   EXPECT_DEATH(AVCaptureUnRegister(nullptr, 0), "");
-   logger::Init([](const char *text, int level) {
-      if (level == logger::ERROR) {
-         std::fputs(text, stderr);
-      }
-   });
-   EXPECT_DEATH((void)AVCaptureRegister(nullptr, 3), "AVCaptureRegister - Bad capture type");
-   EXPECT_DEATH(AVCaptureUnRegister(nullptr, 0), "AVCaptureUnRegister - Bad capture type");
+   EXPECT_EXIT(EndWith("AVCaptureRegister", [] { (void)AVCaptureRegister(nullptr, 3); }), testing::ExitedWithCode(3),
+               "");
+   EXPECT_EXIT(EndWith("AVCaptureUnRegister", [] { AVCaptureUnRegister(nullptr, 0); }), testing::ExitedWithCode(3), "");
 }
 
 TEST_F(AVCaptureTest, NoObjectToUnregisterIsAnError) {

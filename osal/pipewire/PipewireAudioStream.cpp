@@ -59,7 +59,8 @@ private:
 
    int Connect(pw_stream *stream) override {
       std::array<uint8_t, 1024> memory{};
-      spa_pod_builder builder = SPA_POD_BUILDER_INIT(memory.data(), static_cast<uint32_t>(memory.size()));
+      spa_pod_builder builder{};
+      spa_pod_builder_init(&builder, memory.data(), static_cast<uint32_t>(memory.size()));
       spa_audio_info_raw raw{};
       raw.format = SPA_AUDIO_FORMAT_S16_LE;
       raw.rate = static_cast<uint32_t>(mSettings.sampleRate);
@@ -83,7 +84,8 @@ private:
    }
 
    void Deliver(const spa_data &data) {
-      if (data.data == nullptr || data.chunk == nullptr || (data.chunk->flags & SPA_CHUNK_FLAG_CORRUPTED) != 0) {
+      if (data.data == nullptr || data.chunk == nullptr ||
+          (static_cast<uint32_t>(data.chunk->flags) & SPA_CHUNK_FLAG_CORRUPTED) != 0) {
          return;
       }
       const uint32_t offset = std::min(data.chunk->offset, data.maxsize);

@@ -100,7 +100,8 @@ bool IsDamaged(spa_buffer *buffer) {
    const auto *const header =
       static_cast<spa_meta_header *>(spa_buffer_find_meta_data(buffer, SPA_META_Header, sizeof(spa_meta_header)));
    return (header != nullptr && (header->flags & SPA_META_HEADER_FLAG_CORRUPTED) != 0) || buffer->n_datas == 0 ||
-          buffer->datas[0].chunk == nullptr || (buffer->datas[0].chunk->flags & SPA_CHUNK_FLAG_CORRUPTED) != 0;
+          buffer->datas[0].chunk == nullptr ||
+          (static_cast<uint32_t>(buffer->datas[0].chunk->flags) & SPA_CHUNK_FLAG_CORRUPTED) != 0;
 }
 
 class PipewireVideoStream final : public PipewireStream {
@@ -120,7 +121,8 @@ public:
 private:
    int Connect(pw_stream *stream) override {
       std::array<uint8_t, 8192> memory{};
-      spa_pod_builder builder = SPA_POD_BUILDER_INIT(memory.data(), static_cast<uint32_t>(memory.size()));
+      spa_pod_builder builder{};
+      spa_pod_builder_init(&builder, memory.data(), static_cast<uint32_t>(memory.size()));
       std::array<const spa_pod *, 2 * std::size(kPipewirePixels)> params{};
       uint32_t count = 0;
       if (mWantedSize) {
@@ -194,7 +196,8 @@ private:
    // Sizes, strides and blocks are the camera's to say. Only memory that can be mapped: no DMA-BUF.
    void AnswerFormat() {
       std::array<uint8_t, 1024> memory{};
-      spa_pod_builder builder = SPA_POD_BUILDER_INIT(memory.data(), static_cast<uint32_t>(memory.size()));
+      spa_pod_builder builder{};
+      spa_pod_builder_init(&builder, memory.data(), static_cast<uint32_t>(memory.size()));
       const spa_pod *params[2];
       params[0] = static_cast<const spa_pod *>(spa_pod_builder_add_object(
          &builder, SPA_TYPE_OBJECT_ParamBuffers, SPA_PARAM_Buffers, SPA_PARAM_BUFFERS_buffers,
