@@ -381,22 +381,22 @@ TEST_F(AVCaptureTest, TheSizeIsAssertedWhereNothingIsScaled) {
 
 // ---- The plain functions, and the client ----------------------------------------------------------------------------
 
-// The line comes before the end: 3 when it was seen.
+// The line comes before the end: the process ends with 3 when it was seen.
 template <typename Call>
-void EndWith(const char *function, Call call) {
+void EndWith(const kit::LogCapture &log, const char *function, Call call) {
+   static const kit::LogCapture *lines = nullptr;
    static const char *name = nullptr;
-   static kit::LogCapture *lines = nullptr;
-   name = function;
-   kit::LogCapture log;
    lines = &log;
+   name = function;
    std::signal(SIGABRT, [](int) { std::_Exit(lines->Saw(logger::ERROR, "%s - Bad capture type", name) ? 3 : 4); });
    call();
 }
 
 TEST_F(AVCaptureTest, OtherTypesEndTheProcess) {
-   EXPECT_EXIT(EndWith("AVCaptureRegister", [] { (void)AVCaptureRegister(nullptr, 3); }), testing::ExitedWithCode(3),
+   EXPECT_EXIT(EndWith(log, "AVCaptureRegister", [] { (void)AVCaptureRegister(nullptr, 3); }),
+               testing::ExitedWithCode(3), "");
+   EXPECT_EXIT(EndWith(log, "AVCaptureUnRegister", [] { AVCaptureUnRegister(nullptr, 0); }), testing::ExitedWithCode(3),
                "");
-   EXPECT_EXIT(EndWith("AVCaptureUnRegister", [] { AVCaptureUnRegister(nullptr, 0); }), testing::ExitedWithCode(3), "");
 }
 
 TEST_F(AVCaptureTest, NoObjectToUnregisterIsAnError) {
