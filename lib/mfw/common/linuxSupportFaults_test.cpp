@@ -28,7 +28,7 @@ uint32_t Nothing(void *) {
 
 TEST(SupportFaults, AnEventWithoutMemoryIsNull) {
    for (const Repeat repeat : {Repeat::Once, Repeat::FromThenOn}) {
-      for (const uint64_t nth : {1, 2}) { // the event, and its room for waits
+      for (const uint64_t nth : {uint64_t{1}, uint64_t{2}}) { // the event, and its room for waits
          FailNth fault(Fault::Allocation, nth, repeat);
          const HANDLE event = CreateEvent(nullptr, false, false, nullptr);
          const int error = GetLastError();
