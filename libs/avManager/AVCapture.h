@@ -30,6 +30,7 @@ namespace avcapture {
 /// getTotalFrameNum on any thread; isNewFrameAvailable and getNextFrame on the reader's thread, while capture runs or
 /// after it; captureOutput on the delivery thread. Locks: none; frames cross threads through a BufferQueue. Life cycle:
 /// idle -> startCapturingVideo -> running -> stopCapturingVideo -> idle; a stop comes before the last release.
+// NOLINTNEXTLINE(cppcoreguidelines-virtual-class-destructor): only the last reference deletes it
 class AVCapture : public osal::RefCounted, public osal::SampleBufferDelegate {
 public:
    /// Frames that may wait for the reader; one more is lost.

@@ -2,6 +2,8 @@
 
 #include "lib/mfw/common/logger.h"
 
+#include <cmath>
+
 namespace {
 
 // 1/rate seconds: a whole number of frames in a second as 1 of so many, any other in thousandths of a frame.
@@ -10,7 +12,7 @@ osal::MediaTime FrameDuration(double rate) {
    if (static_cast<double>(whole) == rate) {
       return {whole != 0 ? 1 : 0, whole};
    }
-   return {1000, static_cast<int32_t>(rate * 1000 + 0.5)};
+   return {1000, static_cast<int32_t>(std::lround(rate * 1000))};
 }
 
 char Character(uint32_t code, int index) {

@@ -16,6 +16,7 @@ constexpr int32_t kLongestSourceSide = 32768; ///< libyuv's steps are 16.16 fixe
 
 // A function of its own: the argument is rounded to a double before the half is added, on every machine.
 int32_t Even(double value) {
+   // NOLINTNEXTLINE(bugprone-incorrect-roundings): stated so, and sizes are not negative
    return static_cast<int32_t>(value + 0.5) & ~1;
 }
 

@@ -118,6 +118,7 @@ void MemRefQueue::Uninit() {
    mSlots.reset();
    for (const auto &[address, value] : mReferences) {
       if (value == mCount) {
+         // NOLINTNEXTLINE(performance-no-int-to-ptr): a number is shown or kept as a pointer
          std::free(reinterpret_cast<void *>(static_cast<uintptr_t>(address)));
       }
    }

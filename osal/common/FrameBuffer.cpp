@@ -7,7 +7,7 @@ namespace osal {
 namespace {
 
 uint64_t StrideOf(VideoDimensions size) {
-   const auto row = static_cast<uint64_t>(size.width + size.width % 2);
+   const uint64_t row = static_cast<uint64_t>(size.width) + static_cast<uint64_t>(size.width % 2);
    return (row + FrameBuffer::kRowAlignment - 1) / FrameBuffer::kRowAlignment * FrameBuffer::kRowAlignment;
 }
 

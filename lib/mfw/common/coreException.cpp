@@ -54,6 +54,7 @@ corestring Describe(const coreException &exception) {
       number.Format("%d", code);
    } else {
       // Required: "0x" in front of %p, which brings one of its own here. The 32 bits of the code, as others list it.
+      // NOLINTNEXTLINE(performance-no-int-to-ptr): a number is shown or kept as a pointer
       number.Format("0x%p", reinterpret_cast<void *>(uintptr_t{static_cast<uint32_t>(code)}));
    }
    text.Append(", Error = ");

@@ -292,6 +292,7 @@ void corestring::Append(const char *text, ptrdiff_t length) {
    }
    const size_t offset = OffsetOf(text);
    SetLength(former + size);
+   // NOLINTNEXTLINE(clang-analyzer-core.NonNullParamChecker): a length above 0 has a block
    std::memmove(mText + former, inside ? mText + offset : text, size);
 }
 

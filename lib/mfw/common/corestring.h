@@ -36,6 +36,7 @@ public:
        : mText(other.mText) {
       other.mText = nullptr;
    }
+   // NOLINTNEXTLINE(bugprone-unhandled-self-assignment): Copy looks for it
    corestring &operator=(const corestring &other) {
       Copy(other);
       return *this;

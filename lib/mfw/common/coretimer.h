@@ -8,6 +8,7 @@
 
 namespace CORE {
 
+// NOLINTNEXTLINE(cppcoreguidelines-virtual-class-destructor): only the last reference deletes it
 class coretimerservice;
 
 /// A repeating timer: derive from it and write OnTimer, which runs on the process's one timer thread.

@@ -22,6 +22,7 @@ class coretimer;
 /// Locks: everything by the timer lock, and all functions but ThreadMain are called under it.
 /// Life cycle: made by the first timer, gone with the last, or with a shutdown; its thread runs from the first Start
 /// until there are no timers.
+// NOLINTNEXTLINE(cppcoreguidelines-virtual-class-destructor): only the last reference deletes it
 class coretimerservice final : public corerunnable {
 public:
    /// Null when there are no timers.

@@ -31,6 +31,7 @@ HANDLE _beginthreadex(void * /*security*/, uint32_t /*stack*/, platforms::Thread
 }
 
 void ExitThread(uint32_t value) {
+   // NOLINTNEXTLINE(performance-no-int-to-ptr): a number is shown or kept as a pointer
    pthread_exit(reinterpret_cast<void *>(static_cast<uintptr_t>(value)));
 }
 
@@ -65,6 +66,7 @@ bool TlsFree(uint32_t index) {
 
 HANDLE CreateEvent(void * /*attributes*/, bool manualReset, bool initialState, const char *name) {
    [[maybe_unused]] const char *const pName = name;
+   // NOLINTNEXTLINE(modernize-use-nullptr): the text of the assertion is stated
    assert(pName == 0);
    std::unique_ptr<WindowsEvent> event(new (std::nothrow) WindowsEvent(manualReset, initialState));
    // A loop that has its events must not end because a wait for them finds no memory.

@@ -97,6 +97,7 @@ void corerunnable::Freed::operator()(char *text) const {
 }
 
 threadwrapper *corerunnable::NoWrapper() {
+   // NOLINTNEXTLINE(performance-no-int-to-ptr): a number is shown or kept as a pointer
    return reinterpret_cast<threadwrapper *>(UINTPTR_MAX);
 }
 

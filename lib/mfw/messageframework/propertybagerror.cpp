@@ -83,6 +83,7 @@ corestring PropertyBag::GetErrorDescription() const {
    }
    corestring number;
    // Required: the 0x here, and the one that %p brings.
+   // NOLINTNEXTLINE(performance-no-int-to-ptr): a number is shown or kept as a pointer
    number.Format("ErrorCode = %u (0x%p)", code, reinterpret_cast<void *>(uintptr_t{code}));
    description.Append(number);
    return description;

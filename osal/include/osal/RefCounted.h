@@ -10,6 +10,7 @@ namespace osal {
 ///
 /// Threads: retain and release from any thread. Life cycle: the release of the last reference calls disposed(), on the
 /// thread that releases; a pooled object overrides it and goes back to its pool instead of being deleted.
+// NOLINTNEXTLINE(cppcoreguidelines-virtual-class-destructor): only the last reference deletes it
 class RefCounted {
 public:
    RefCounted() = default;
