@@ -20,11 +20,12 @@ osal::WallTime ManualClock::wallTime() const {
    return {us / 1'000'000, static_cast<int32_t>(us % 1'000'000)};
 }
 
+// The monotonic clock goes last: it lets waits end, and who comes out of one must find the wall clock gone on too.
 void ManualClock::AdvanceNs(uint64_t ns) {
-   mMonotonicNs += ns;
    const uint64_t rest = mRestNs.fetch_add(ns) + ns;
    mWallUs += static_cast<int64_t>(rest / 1000);
    mRestNs -= rest / 1000 * 1000;
+   mMonotonicNs += ns;
    EndDueWaits();
 }
 
