@@ -31,11 +31,13 @@ ALLOWED = {
     "libs/avManager": {
         "libs/avManager/devices", "libs/common", "libs/mmdr/device", "libs/utils", "lib/mfw/common", "osal",
     },
-    "libs/pcoip_mfw/linux": {"lib/corvanebase", "lib/log", "lib/mfw/common", "libs/utils", "osal"},
+    "libs/pcoip_mfw": {"lib/mfw/common", "lib/mfw/messageframework", "libs/utils", "osal"},
+    "libs/pcoip_mfw/linux": {"lib/corvanebase", "lib/log", "lib/mfw/common", "libs/pcoip_mfw", "libs/utils", "osal"},
     "libs/mmdr": {
         "include/mmdr", "libs/avManager/devices", "libs/common", "libs/mmdr/device", "libs/pcoip_mfw/linux",
         "libs/utils", "lib/mfw/common",
     },
+    "pcoip_host": {"libs/pcoip_mfw", "lib/mfw/common", "osal"},
 }
 PROGRAMS = ("tools", "examples", "bench", "fuzz", "tests")  # may know everything
 PUBLIC_ONLY = ("examples",)

@@ -6,8 +6,10 @@
 /// What a PCoIP host gives to a plugin at load: its operations, each at a fixed place in a table of pointers.
 ///
 /// The host owns the table, and keeps it until the plugin is unloaded. Only the entries named here are called; a host
-/// may leave the others null. Handles are words of the host's choice, kPcoipNoHandle is none. Results are 0 for
-/// success; every other value is the host's own, apart from kPcoipDropped. Threads: any thread, unless said otherwise.
+/// may leave the others null. Handles are words of the host's choice, kPcoipNoHandle is none. A call with a handle that
+/// is closed, or none, fails at once. Results are 0 for success; every other value is the host's own, apart from
+/// kPcoipDropped. Threads: any thread, unless said otherwise. No call waits for a callback to return: the plugin may
+/// hold a lock that the callback takes.
 
 constexpr uint32_t kPcoipNoHandle = 0xFFFFFFFF;
 /// A lossy send that the host let fall: no failure.
@@ -31,9 +33,11 @@ static_assert(offsetof(PcoipRemoteOpen, flags) == 40);
 
 struct PcoipHostTable {
    void *unused0;
-   /// The first argument is 0. Writes the word that identifies this plugin to the host, before any callback comes.
-   int32_t (*pcoip_register_connect_callback)(uint32_t, PcoipConnectCallback callback, uint64_t *outContext); // 1
-   int32_t (*pcoip_unregister_connect_callback)(uint64_t context);                                            // 2
+   /// The first and the third argument are 0. Writes the word that identifies this plugin to the host, before any
+   /// callback comes.
+   int32_t (*pcoip_register_connect_callback)(uint32_t, PcoipConnectCallback callback, void *,
+                                              uint64_t *outContext); // 1
+   int32_t (*pcoip_unregister_connect_callback)(uint64_t context);   // 2
    /// `name` has kPcoipNameBytes. `mode` is 0 for reliable and 2 for reliable with a lossy twin; `priority` is 1, 2, 4
    /// for low, medium, high, and 0x101, 0x202, 0x404 with the twin. `openParam` is the host's. Writes the handle; the
    /// channel is open only with event 0 of the callback.
