@@ -1,6 +1,7 @@
 # Compiler settings that every target shares, and the three verbs that the folders' CMakeLists.txt use:
 #   mavr_sources(file...)                        adds sources to mavr_core, the library that holds the product's code
-#   mavr_test(NAME n SOURCES ... [LIBRARIES ...] [LABEL unit])   one test program and its tests
+#   mavr_test(NAME n SOURCES ... [LIBRARIES ...] [LABEL unit] [FAIL_ON regex])   one test program and its tests; output
+#                                                that fits the expression fails them
 #   mavr_fuzzer(NAME n SOURCES ... [CORPUS dir]) one fuzzer; outside the fuzz preset it replays its corpus as a test
 
 option(MAVR_BENCH "Build the benchmarks and their peers" OFF)
@@ -68,7 +69,7 @@ function(mavr_sources)
 endfunction()
 
 function(mavr_test)
-  cmake_parse_arguments(arg "" "NAME;LABEL;TIMEOUT" "SOURCES;LIBRARIES;ENVIRONMENT" ${ARGN})
+  cmake_parse_arguments(arg "" "NAME;LABEL;TIMEOUT;FAIL_ON" "SOURCES;LIBRARIES;ENVIRONMENT" ${ARGN})
   if(NOT BUILD_TESTING)
     return()
   endif()
@@ -82,9 +83,13 @@ function(mavr_test)
   target_link_libraries(${arg_NAME} PRIVATE ${arg_LIBRARIES} mavr_test_kit GTest::gmock GTest::gtest_main)
   set_target_properties(${arg_NAME} PROPERTIES RUNTIME_OUTPUT_DIRECTORY "${CMAKE_BINARY_DIR}/tests")
   set(environment "MAVR_TEST_DATA=${CMAKE_CURRENT_SOURCE_DIR}" ${arg_ENVIRONMENT})
+  set(fail_on "")
+  if(arg_FAIL_ON)
+    set(fail_on FAIL_REGULAR_EXPRESSION "${arg_FAIL_ON}")
+  endif()
   # Each test runs as a process of its own: the library under test has process-wide state.
   gtest_discover_tests(${arg_NAME} TEST_PREFIX "${arg_NAME}." DISCOVERY_TIMEOUT 60 DISCOVERY_MODE PRE_TEST
-    PROPERTIES LABELS "${arg_LABEL}" TIMEOUT ${arg_TIMEOUT} ENVIRONMENT "${environment}")
+    PROPERTIES LABELS "${arg_LABEL}" TIMEOUT ${arg_TIMEOUT} ENVIRONMENT "${environment}" ${fail_on})
 endfunction()
 
 function(mavr_fuzzer)

@@ -1,12 +1,17 @@
 #include "osal/Platform.h"
 
 #include "osal/Places.h"
-#include "osal/posix/PosixPreferences.h"
 #include "osal/simulated/SimulatedCapture.h"
 #include "osal/simulated/SimulatedDevices.h"
 #include "osal/unavailable/UnavailableCapture.h"
 #include "osal/unavailable/UnavailableDevices.h"
 #include "osal/unavailable/UnavailablePreferences.h"
+#if defined(__APPLE__)
+#include "osal/apple/AppleDevices.h"
+#include "osal/apple/ApplePreferences.h"
+#else
+#include "osal/posix/PosixPreferences.h"
+#endif
 #if defined(MAVR_HAVE_PIPEWIRE)
 #include "osal/pipewire/PipewireCapture.h"
 #include "osal/pipewire/PipewireDevices.h"
@@ -27,6 +32,8 @@ std::atomic<ScopedPreferences::Opener> gOpener{nullptr};
 std::unique_ptr<Devices> MakeNativeDevices() {
 #if defined(MAVR_HAVE_PIPEWIRE)
    return MakePipewireDevices();
+#elif defined(__APPLE__)
+   return MakeAppleDevices();
 #else
    return MakeUnavailableDevices(Status::Error(ENOSYS, "this build has no access to the machine's own devices"),
                                  "Build it with the backend of this platform, or set MAVR_OSAL=simulated.");
@@ -115,6 +122,9 @@ std::unique_ptr<Preferences> Platform::openPreferences(std::string_view applicat
    if (const ScopedPreferences::Opener open = gOpener.load(std::memory_order_acquire)) {
       return open(applicationId);
    }
+#if defined(__APPLE__)
+   return MakeApplePreferences(applicationId);
+#else
    const std::string file = places::preferencesFile(applicationId);
    const int error = errno;
    if (file.empty()) {
@@ -123,6 +133,7 @@ std::unique_ptr<Preferences> Platform::openPreferences(std::string_view applicat
                                       "and the user database names no home folder"));
    }
    return MakePosixPreferences(file);
+#endif
 }
 
 ScopedDevices::ScopedDevices(Devices &devices)

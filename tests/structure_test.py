@@ -45,7 +45,7 @@ PUBLIC_ONLY = ("examples",)
 # Words of one operating system or of one device backend, which only the seam may know.
 PLATFORM = re.compile(
     r'^\s*#\s*(?:if|ifdef|ifndef|elif).*\b(?:__APPLE__|__linux__|_WIN32)\b'
-    r'|^\s*#\s*include\s*[<"](?:pipewire|spa|plist|AVFoundation|CoreAudio|CoreMedia|CoreVideo|CoreFoundation)/')
+    r'|^\s*#\s*include\s*[<"](?:pipewire|spa|plist|AVFoundation|CoreAudio|CoreMedia|CoreVideo|CoreFoundation|dispatch|mach)/')
 PLATFORM_FREE = ("osal/", "tests/kit/", "tests/integration/", "bench/", "fuzz/")
 TEST_FILE = re.compile(r"(_test\.(cpp|c|h)|Test\.h|TestKit\.(h|cpp))$")
 INCLUDE = re.compile(r'^\s*#\s*include\s*"([^"]+)"')
@@ -118,7 +118,7 @@ def check_platform_words(source, lines, problems):
 
 def check_pair_and_list(source, problems):
     path = ROOT / source
-    if not re.search(r"\.(cpp|c)$", source):
+    if not re.search(r"\.(cpp|c|mm)$", source):
         return
     cmake = next((folder / "CMakeLists.txt" for folder in path.parents
                   if (folder / "CMakeLists.txt").is_file()), None)

@@ -43,7 +43,8 @@ using PreferenceValue = std::variant<PreferenceText, int64_t, bool>;
 /// Owner: whoever opened it (Platform::openPreferences). Threads: any thread. Other processes may use the same domain
 /// at the same time: their changes are seen by the next read, and two processes that write different keys lose neither.
 /// Locks: its own; no call waits longer than 2 seconds for another process. Life cycle: open until destroyed; values
-/// that setAppValue has acknowledged are on disk.
+/// that setAppValue has acknowledged outlive this process: they are on disk, or on a Mac with the system's preference
+/// service, which writes them out when it sees fit.
 class Preferences {
 public:
    virtual ~Preferences() = default;
