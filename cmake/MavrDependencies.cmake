@@ -21,6 +21,7 @@ if(CMAKE_SYSTEM_NAME STREQUAL "Linux")
 endif()
 pkg_check_modules(TOMLPLUSPLUS REQUIRED IMPORTED_TARGET tomlplusplus)
 find_package(CLI11 REQUIRED)
+find_package(PNG REQUIRED)
 
 if(BUILD_TESTING)
   find_package(GTest REQUIRED)

@@ -58,6 +58,7 @@ PARTS = {
     "lib/log/LogStart.cpp": "lib/log/Log.h",
     "lib/mfw/messageframework/propertybagequals.cpp": "lib/mfw/messageframework/propertybagbody.h",
     "lib/mfw/messageframework/propertybagerror.cpp": "lib/mfw/messageframework/propertybag.h",
+    "libs/avManager/VideoRecService.cpp": "libs/avManager/VideoRec.h",
 }
 NO_HEADER = re.compile(r"(_test|main|Main|Command|Fuzzer|Bench)\.(cpp|c)$")
 

@@ -13,7 +13,10 @@ constexpr int64_t kStartUs = 1'794'508'200'123'000; // 2026-11-12T18:30:00.123Z
 ManualClock::ManualClock()
     : mMonotonicNs(1'000'000'000'000)
     , mWallUs(kStartUs)
-    , mInForce(*this) {}
+    , mInForce(*this) {
+   constexpr size_t kManyThreads = 256;
+   mSleepers.reserve(kManyThreads);
+}
 
 osal::WallTime ManualClock::wallTime() const {
    const int64_t us = mWallUs.load();
@@ -35,13 +38,13 @@ void ManualClock::EndDueWaits() {
    for (;;) {
       {
          const std::lock_guard<std::mutex> hold(mMutex);
-         const auto due = std::find_if(mSleepers.begin(), mSleepers.end(), [&](const Sleeper &sleeper) {
-            return sleeper.deadlineNs <= mMonotonicNs.load();
+         const auto due = std::find_if(mSleepers.begin(), mSleepers.end(), [&](const Sleeper *sleeper) {
+            return sleeper->deadlineNs <= mMonotonicNs.load();
          });
          if (due == mSleepers.end()) {
             return;
          }
-         osal::waitword::wakeAll(const_cast<std::atomic<uint32_t> &>(*due->word));
+         osal::waitword::wakeAll(const_cast<std::atomic<uint32_t> &>(*(*due)->word));
       }
       std::this_thread::yield();
    }
@@ -50,10 +53,11 @@ void ManualClock::EndDueWaits() {
 class ManualClock::Place {
 public:
    Place(ManualClock &clock, const Sleeper &sleeper)
-       : mClock(clock) {
+       : mClock(clock)
+       , mSelf(sleeper) {
       {
          const std::lock_guard<std::mutex> hold(mClock.mMutex);
-         mSelf = mClock.mSleepers.insert(mClock.mSleepers.end(), sleeper);
+         mClock.mSleepers.push_back(&mSelf);
       }
       mClock.mSleepersChanged.notify_all();
    }
@@ -61,12 +65,12 @@ public:
    Place &operator=(const Place &) = delete;
    ~Place() {
       const std::lock_guard<std::mutex> hold(mClock.mMutex);
-      mClock.mSleepers.erase(mSelf);
+      mClock.mSleepers.erase(std::find(mClock.mSleepers.begin(), mClock.mSleepers.end(), &mSelf));
    }
 
 private:
    ManualClock &mClock;
-   std::list<Sleeper>::iterator mSelf;
+   const Sleeper mSelf;
 };
 
 bool ManualClock::waitWhile(const std::atomic<uint32_t> &word, uint32_t value, uint64_t deadlineNs) {
@@ -97,8 +101,8 @@ size_t ManualClock::Sleepers() const {
 uint64_t ManualClock::NextDeadlineNs() const {
    const std::lock_guard<std::mutex> hold(mMutex);
    uint64_t next = kNoDeadline;
-   for (const Sleeper &sleeper : mSleepers) {
-      next = std::min(next, sleeper.deadlineNs);
+   for (const Sleeper *const sleeper : mSleepers) {
+      next = std::min(next, sleeper->deadlineNs);
    }
    return next;
 }

@@ -4,8 +4,8 @@
 
 #include <atomic>
 #include <condition_variable>
-#include <list>
 #include <mutex>
+#include <vector>
 
 namespace kit {
 
@@ -18,7 +18,8 @@ namespace kit {
 ///     clock.AwaitSleepers(1);
 ///     clock.AdvanceMs(50); // the waiter is out of its wait when this returns
 ///
-/// A test with one thread lets waits jump instead: SetJumping.
+/// A test with one thread lets waits jump instead: SetJumping. A wait allocates nothing, so that a test can count what
+/// the code under it allocates.
 class ManualClock final : public osal::Clock {
 public:
    /// Starts at 2026-11-12T18:30:00.123Z, with the monotonic clock at 1000 s.
@@ -60,7 +61,7 @@ private:
    std::atomic<bool> mJumping{false};
    mutable std::mutex mMutex;
    std::condition_variable mSleepersChanged;
-   std::list<Sleeper> mSleepers; // guarded by mMutex
+   std::vector<const Sleeper *> mSleepers; // guarded by mMutex; each on its thread's stack
    osal::ScopedClock mInForce;
 };
 

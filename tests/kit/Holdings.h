@@ -1,0 +1,19 @@
+#pragma once
+
+#include <cstddef>
+
+namespace kit {
+
+/// What a process holds that could grow: two readings tell whether something is left behind.
+struct Holdings {
+   size_t descriptors = 0;
+   size_t threads = 0;
+   size_t residentKb = 0; ///< says nothing under a sanitizer, which keeps what was freed
+
+   /// Of this process. A thread that is about to end still counts.
+   [[nodiscard]] static Holdings Now();
+   /// The same once there are no more threads than `former` had, which may take them a moment, or after 10 s.
+   [[nodiscard]] static Holdings After(const Holdings &former);
+};
+
+} // namespace kit
