@@ -56,6 +56,7 @@ PARTS = {
     "lib/log/LogFileMerge.cpp": "lib/log/LogFileOutput.h",
     "lib/log/LogFileStart.cpp": "lib/log/LogFileOutput.h",
     "lib/log/LogStart.cpp": "lib/log/Log.h",
+    "libs/pcoip_mfw/channelThreads.cpp": "libs/pcoip_mfw/pcoip_channel.h",
     "lib/mfw/messageframework/propertybagequals.cpp": "lib/mfw/messageframework/propertybagbody.h",
     "lib/mfw/messageframework/propertybagerror.cpp": "lib/mfw/messageframework/propertybag.h",
     "libs/avManager/VideoRecService.cpp": "libs/avManager/VideoRec.h",

@@ -1,0 +1,196 @@
+#include "libs/pcoip_mfw/pcoip_mfw.h"
+
+#include "lib/mfw/common/corelogger.h"
+#include "libs/pcoip_mfw/ChannelRules.h"
+#include "libs/pcoip_mfw/mfwSession.h"
+
+#include "osal/SchedulePoint.h"
+
+#include <cstring>
+#include <new>
+
+using CORE::corelogger;
+
+namespace {
+
+constexpr char kDummyName[] = "__dummy__";
+
+class dummy final : public pcoip_mfw {
+public:
+   dummy()
+       : pcoip_mfw(kDummyName, 1) {}
+   void ChannelState(uint32_t /*session*/, uint32_t /*state*/) override {}
+   void GotData(uint32_t /*session*/, uint8_t * /*data*/, uint32_t /*size*/) override {}
+};
+
+} // namespace
+
+// In memory of its own: it is needed where none can be had, in a destructor.
+pcoip_mfw &mfwDummy() {
+   alignas(dummy) static unsigned char gMemory[sizeof(dummy)];
+   static dummy *const gDummy = new (gMemory) dummy;
+   return *gDummy;
+}
+
+// ---- Life -----------------------------------------------------------------------------------------------------------
+
+pcoip_mfw::pcoip_mfw(const char *name, uint32_t priority) {
+   const char *const given = name != nullptr ? name : "";
+   if (std::strcmp(given, kDummyName) == 0) {
+      return;
+   }
+   ChannelRef channel(new pcoip_channel(*this, given, priority, 0));
+   corelogger::LogDebug("add of pcoip_mfw %s (0x%p)", given, static_cast<void *>(this));
+   mfw::AddEndpoint(*this, *channel);
+   mChannel = channel.release();
+}
+
+pcoip_mfw::pcoip_mfw(const char *name, uint32_t openParam, uint32_t priority) {
+   const char *const given = name != nullptr ? name : "";
+   if (std::strcmp(given, kDummyName) == 0) {
+      return;
+   }
+   ChannelRef channel(new pcoip_channel(*this, given, priority, openParam));
+   corelogger::LogDebug("add of pcoip_mfw %s (0x%p), pdata (0x%p)", given, static_cast<void *>(this),
+                        static_cast<void *>(channel.get()));
+   mfw::AddEndpoint(*this, *channel);
+   mChannel = channel.release();
+}
+
+pcoip_mfw::~pcoip_mfw() {
+   EndCallbacks();
+   if (mChannel != nullptr) {
+      mChannel->Release();
+   }
+}
+
+// Nobody who walks the list of endpoints may meet one whose channel is going, so it leaves the list first.
+void pcoip_mfw::EndCallbacks() {
+   if (mChannel == nullptr || mEnded) {
+      return;
+   }
+   mEnded = true;
+   corelogger::LogDebug("remove of pcoip_mfw %s", mChannel->Name());
+   mfw::RemoveEndpoint(*this);
+   {
+      const CORE::coresync hold(mChannel->mLock);
+      Sleep(0);
+      mChannel->mOwner.store(&mfwDummy());
+      osal::schedulePoint();
+      mChannel->Close();
+      pcoip_mfw::Stop();
+   }
+   osal::schedulePoint();
+   mChannel->mCallbacks.AwaitOthers();
+}
+
+// ---- Start and stop -------------------------------------------------------------------------------------------------
+
+bool pcoip_mfw::Start(bool lossy, uint32_t sendTimeout) {
+   if (mChannel == nullptr) {
+      return false;
+   }
+   pcoip_channel &channel = *mChannel;
+   const char *const name = channel.Name();
+   corelogger::LogDebug("[%s - Start] start of virtual channel - %s", name, LossyText(lossy));
+   const CORE::coresync hold(channel.mLock);
+   if (channel.IsStarted()) {
+      corelogger::LogDebug("[%s - Start] already started. Exiting", name);
+      return true;
+   }
+   if (channel.mOpenEvent == nullptr) {
+      corelogger::LogError("[%s - Start] FAILED to create event", name);
+      return false;
+   }
+   channel.mStarted.store(true);
+   if (mfwServer.load()) {
+      channel.SetLossy(lossy);
+      corelogger::LogDebug("[%s - Start] setting lossy flag", name);
+   }
+   channel.mSendTimeout.store(sendTimeout);
+   channel.mState.store(pcoip_channel::OpenPending);
+   if (mfwConnected.load() && mfwServer.load()) {
+      const auto cut = HostName(name);
+      corelogger::LogDebug("[%s - Start] Passing channel details to pcoipRunThread with name: %s", name, cut.data());
+      mfw::pcoipRunThread(cut.data(), channel.IsLossy());
+   }
+   return true;
+}
+
+void pcoip_mfw::Stop() {
+   if (mChannel == nullptr) {
+      return;
+   }
+   const CORE::coresync hold(mChannel->mLock);
+   if (mChannel->IsStarted()) {
+      corelogger::LogDebug("stop of virtual channel %s", mChannel->ShownName());
+      mChannel->mStarted.store(false);
+      mChannel->Close();
+   }
+}
+
+// ---- Data -----------------------------------------------------------------------------------------------------------
+
+void pcoip_mfw::GotDataLossy(uint32_t /*session*/, uint8_t * /*data*/, uint32_t /*size*/) {}
+
+void pcoip_mfw::ChannelEvent(uint32_t /*session*/, uint32_t /*code*/) {}
+
+bool pcoip_mfw::SendData(uint32_t session, const void *data, uint32_t size) {
+   return SendAs(session, data, size, false);
+}
+
+bool pcoip_mfw::SendDataLossy(uint32_t session, const void *data, uint32_t size) {
+   return SendAs(session, data, size, true);
+}
+
+bool pcoip_mfw::SendAs(uint32_t session, const void *data, uint32_t size, bool lossy) {
+   if (mChannel == nullptr) {
+      return false;
+   }
+   if (const int32_t state = mChannel->CurrentState(); state != pcoip_channel::Open) {
+      corelogger::LogDebug("states: pending=%u, open=%u, closed=%u", uint32_t{pcoip_channel::OpenPending},
+                           uint32_t{pcoip_channel::Open}, uint32_t{pcoip_channel::Closed});
+      corelogger::LogDebug("SendData called in bad state, state=%u (0x%p)", static_cast<uint32_t>(state),
+                           static_cast<void *>(this));
+      return false;
+   }
+   if (session != mChannel->Session()) {
+      corelogger::LogDebug("SendData called for invalid session, got=%u, expected=%u", session, mChannel->Session());
+      return false;
+   }
+   if (data == nullptr && size != 0) {
+      corelogger::LogError("SendData called without data, size=%u (0x%p)", size, static_cast<void *>(this));
+      return false;
+   }
+   return mChannel->Send(data, size, lossy);
+}
+
+void pcoip_mfw::SetGotDataOptions(uint32_t recvHeader, uint32_t recvTrailer) {
+   if (mChannel == nullptr) {
+      return;
+   }
+   const CORE::coresync hold(mChannel->mLock);
+   if (mChannel->IsStarted()) {
+      corelogger::LogError("pcoip_mfw::SetGotDataOptions called after channel start, channel = %s", mChannel->Name());
+      return;
+   }
+   mChannel->mRecvHeader = recvHeader;
+   mChannel->mRecvTrailer = recvTrailer;
+   corelogger::LogDebug("pcoip_mfw::SetGotDataOptions called for %s, recvHeader = %u, recvTrailer = %u",
+                        mChannel->Name(), recvHeader, recvTrailer);
+}
+
+uint32_t pcoip_mfw::GetMaxDatagramSize(bool lossy) const {
+   if (mChannel == nullptr) {
+      return 0;
+   }
+   return lossy && mChannel->IsLossy() ? mChannel->mMaxUdgram.load() : mChannel->mMaxDgram.load();
+}
+
+bool pcoip_mfw::IsStarted() const {
+   return mChannel != nullptr && mChannel->IsStarted();
+}
+
+uint32_t pcoip_mfw::GetCapability() const {
+   return mChannel != nullptr ? mChannel->mCapability.load() : 0;
+}
