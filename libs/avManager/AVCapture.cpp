@@ -12,6 +12,8 @@
 
 namespace {
 
+constexpr const char *kOutput = "-[AVCapture captureOutput:didOutputSampleBuffer:fromConnection:]";
+
 // An abstract form was reached: a programming fault, reported as the home platform's assertion handler does.
 [[noreturn]] void handleFailureInMethod(const char *method, int lineNumber) {
    std::fprintf(stderr,
@@ -30,6 +32,7 @@ AVCapture::AVCapture(osal::Capture &platform)
 AVCapture::~AVCapture() {
    mCaptureSession.reset();
    mClientVIM = nullptr;
+   mClientACM = nullptr;
    MAVR_LOG_TRACE("%s - AVCapture dealloc", "-[AVCapture dealloc]");
 }
 
@@ -47,6 +50,12 @@ void AVCapture::checkAndStopCaptureSession() {
 }
 void AVCapture::setupVideoOutputResolution() {
    handleFailureInMethod("setupVideoOutputResolution", __LINE__);
+}
+bool AVCapture::startCapturingAudio(const char * /*deviceId*/) {
+   handleFailureInMethod("startCapturingAudio:", __LINE__);
+}
+bool AVCapture::stopCapturingAudio() {
+   handleFailureInMethod("stopCapturingAudio", __LINE__);
 }
 
 // ---- Control --------------------------------------------------------------------------------------------------------
@@ -76,10 +85,12 @@ bool AVCapture::startCapturingVideo(const char *deviceId) {
       return false;
    }
    MakeOutput();
-   ConnectSession();
+   ConnectSession(mVideoInput, mVideoOutput);
+   mVideoConnection = mVideoOutput->connectionWithMediaType(osal::MediaType::Video);
    setupVideoOutputResolution();
    setVideoFrameDuration();
-   if (!StartSession()) {
+   if (!StartSession(kFunction)) {
+      DropVideoParts();
       return false;
    }
    mVideoInUse = true;
@@ -94,36 +105,39 @@ void AVCapture::MakeOutput() {
    mVideoOutput->setSampleBufferDelegate(this, mPlatform.makeSerialQueue("MAVR Video Queue"));
 }
 
-void AVCapture::ConnectSession() {
+void AVCapture::ConnectSession(const std::shared_ptr<osal::CaptureDeviceInput> &input,
+                               const std::shared_ptr<osal::CaptureOutput> &output) {
    mCaptureSession->beginConfiguration();
-   if (mCaptureSession->canAddInput(mVideoInput)) {
-      mCaptureSession->addInput(mVideoInput);
+   if (mCaptureSession->canAddInput(input)) {
+      mCaptureSession->addInput(input);
    }
-   if (mCaptureSession->canAddOutput(mVideoOutput)) {
-      mCaptureSession->addOutput(mVideoOutput);
+   if (mCaptureSession->canAddOutput(output)) {
+      mCaptureSession->addOutput(output);
    }
    mCaptureSession->commitConfiguration();
-   mVideoConnection = mVideoOutput->connectionWithMediaType(osal::MediaType::Video);
 }
 
-bool AVCapture::StartSession() {
+void AVCapture::DisconnectSession(const std::shared_ptr<osal::CaptureDeviceInput> &input,
+                                  const std::shared_ptr<osal::CaptureOutput> &output) {
+   mCaptureSession->beginConfiguration();
+   mCaptureSession->removeInput(input);
+   mCaptureSession->removeOutput(output);
+   mCaptureSession->commitConfiguration();
+}
+
+bool AVCapture::StartSession(const char *function) {
    if (mCaptureSession->isRunning()) {
       return true;
    }
    const osal::Status status = mCaptureSession->startRunning();
    if (!status.ok()) {
-      MAVR_LOG_ERROR("%s - Capture session failed to start: %s", "-[AVCapture startCapturingVideo:]",
-                     status.reason.c_str());
-      DisconnectSession();
+      MAVR_LOG_ERROR("%s - Capture session failed to start: %s", function, status.reason.c_str());
    }
    return status.ok();
 }
 
-void AVCapture::DisconnectSession() {
-   mCaptureSession->beginConfiguration();
-   mCaptureSession->removeInput(mVideoInput);
-   mCaptureSession->removeOutput(mVideoOutput);
-   mCaptureSession->commitConfiguration();
+void AVCapture::DropVideoParts() {
+   DisconnectSession(mVideoInput, mVideoOutput);
    mVideoInput.reset();
    mVideoOutput.reset();
 }
@@ -135,7 +149,7 @@ bool AVCapture::stopCapturingVideo() {
       MAVR_LOG_ERROR("%s - Video not in use", kFunction);
       return false;
    }
-   DisconnectSession();
+   DropVideoParts();
    checkAndStopCaptureSession();
    mVideoInUse = false;
    return true;
@@ -155,11 +169,32 @@ bool AVCapture::selectVdoRes(uint32_t x, uint32_t y, uint32_t rate) {
    return true;
 }
 
+bool AVCapture::audioInUse() const {
+   MAVR_LOG_TRACE("%s - %s", "-[AVCapture audioInUse]", mAudioInUse ? "YES" : "NO");
+   return mAudioInUse;
+}
+
+void AVCapture::audioSetPCMFormat(int32_t rate, int32_t bitsPerSample, int32_t channels) {
+   mAudioSampleRate = rate;
+   mAudioBitsPerSample = bitsPerSample;
+   mAudioChannels = channels;
+}
+
+int32_t AVCapture::audioGetReqdBufSize(int32_t ms) {
+   if (mAudioSampleRate == 0 || mAudioChannels == 0 || mAudioBitsPerSample == 0) {
+      MAVR_LOG_DEBUG("%s - ", "-[AVCapture audioGetReqdBufSize:]");
+      return 0;
+   }
+   mAudioSampleDuration = ms;
+   const int32_t size = AudioChunkSize(mAudioSampleRate, mAudioBitsPerSample, mAudioChannels, ms);
+   return mAudioChunker.SetUp(static_cast<size_t>(size)) ? size : 0;
+}
+
 osal::Status AVCapture::health() const {
    return mCaptureSession != nullptr ? mCaptureSession->health() : osal::Status::Ok();
 }
 
-// ---- Pacing ---------------------------------------------------------------------------------------------------------
+// ---- Deliveries -----------------------------------------------------------------------------------------------------
 
 void AVCapture::updateDropParameters(uint32_t group, uint32_t keep) {
    mGroup.store(group, std::memory_order_relaxed);
@@ -167,27 +202,68 @@ void AVCapture::updateDropParameters(uint32_t group, uint32_t keep) {
 }
 
 void AVCapture::captureOutput(const osal::Ref<osal::SampleBuffer> &buffer, const osal::CaptureConnection &connection) {
-   constexpr const char *kFunction = "-[AVCapture captureOutput:didOutputSampleBuffer:fromConnection:]";
-   if (&connection != mVideoConnection.get()) {
-      MAVR_LOG_ERROR("%s - Unknown AVCaptureConnection type", kFunction);
-      return;
+   if (&connection == mVideoConnection.get()) {
+      TakeFrame(buffer);
+   } else if (&connection == mAudioConnection.get()) {
+      getAudioDataFromCMSampleBufferRef(this, *buffer);
+   } else {
+      MAVR_LOG_ERROR("%s - Unknown AVCaptureConnection type", kOutput);
    }
-   MAVR_LOG_TRACE("%s - Video", kFunction);
+}
+
+void AVCapture::TakeFrame(const osal::Ref<osal::SampleBuffer> &buffer) {
+   MAVR_LOG_TRACE("%s - Video", kOutput);
    const uint32_t index = mTotalFrameNum.load(std::memory_order_relaxed);
    const uint32_t group = mGroup.load(std::memory_order_relaxed);
    const uint32_t keep = mKeep.load(std::memory_order_relaxed);
-   MAVR_LOG_TRACE("%s - frame idx: %d, mGroup: %d, mKeep: %d", kFunction, index, group, keep);
+   MAVR_LOG_TRACE("%s - frame idx: %d, mGroup: %d, mKeep: %d", kOutput, index, group, keep);
    mTotalFrameNum.store(index + 1, std::memory_order_relaxed);
    if (!avcapture::KeepsFrame(index, group, keep)) {
-      MAVR_LOG_TRACE("%s - drop frame idx: %d", kFunction, index);
+      MAVR_LOG_TRACE("%s - drop frame idx: %d", kOutput, index);
       return;
    }
    if (mVideoBufferQueue->enqueue(buffer) != 0) {
-      MAVR_LOG_TRACE("%s - videoBufferQueue buffer full, dropping frame idx: %d", kFunction, index);
+      MAVR_LOG_TRACE("%s - videoBufferQueue buffer full, dropping frame idx: %d", kOutput, index);
       return;
    }
-   MAVR_LOG_TRACE("%s - keep frame idx: %d", kFunction, index);
+   MAVR_LOG_TRACE("%s - keep frame idx: %d", kOutput, index);
    AVCaptureSendVNotifs(this);
+}
+
+namespace {
+
+// The client of a capture object, as the chunker's taker.
+class ClientACM {
+public:
+   explicit ClientACM(void *obj)
+       : mObj(obj) {}
+
+   void ChunkBegins() { AVCaptureTimestampCache(mObj); }
+   bool Copy(const char **cursor, size_t bytes) { return AVCaptureCopyRecordedData(mObj, cursor, bytes, nullptr, 0); }
+   bool Copy(const char **cursor, size_t bytes, const char *cache, size_t cached) {
+      return AVCaptureCopyRecordedData(mObj, cursor, bytes, cache, cached);
+   }
+   void Taken() { AVCaptureSendANotifs(mObj); }
+   void Dropped(uint32_t number) {
+      MAVR_LOG_TRACE("%s - MAVR audio buffer full, dropping chunk %d",
+                     "void getAudioDataFromCMSampleBufferRef(void *, CMSampleBufferRef)", number);
+   }
+
+private:
+   void *const mObj;
+};
+
+} // namespace
+
+void getAudioDataFromCMSampleBufferRef(void *obj, osal::SampleBuffer &buffer) {
+   size_t length = 0;
+   const char *data = nullptr;
+   // Required: its status is not looked at; a failure leaves nothing to cut.
+   if (const osal::BlockBuffer *const block = buffer.dataBuffer(); block != nullptr) {
+      (void)block->getDataPointer(0, &length, &data);
+   }
+   ClientACM client(obj);
+   static_cast<AVCapture *>(obj)->mAudioChunker.Cut(data, length, client);
 }
 
 // ---- Reading --------------------------------------------------------------------------------------------------------

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "libs/avManager/AudioChunker.h"
 #include "libs/avManager/IntermediateImage.h"
 #include "libs/avManager/VideoScaleUtils.h"
 
@@ -19,17 +20,20 @@ namespace avcapture {
 
 } // namespace avcapture
 
-/// The camera of one client: the only class, with AVCaptureMac, that touches capture devices.
+/// The camera or the microphone of one client: the only class, with AVCaptureMac, that touches capture devices.
 ///
-/// It owns a capture session, takes sample buffers on a serial queue of its own, keeps or drops frames, and turns the
-/// oldest kept frame into an I420 picture of the requested size. What needs a platform's own choices is abstract here
-/// and done by AVCaptureMac; the base forms end the process.
+/// It owns a capture session and takes sample buffers on a serial queue of its own. Of a camera it keeps or drops
+/// frames, and turns the oldest kept frame into an I420 picture of the requested size; a microphone's sound it cuts
+/// into chunks of one size, which go straight to the client. What needs a platform's own choices is abstract here and
+/// done by AVCaptureMac; the base forms end the process.
 ///
 /// Owner: its client, through AVCaptureRegister and AVCaptureUnRegister (AVCaptureFunctions.h); counted by reference.
-/// Threads: start, stop and selectVdoRes on the client's control thread, host-serialised; updateDropParameters and
-/// getTotalFrameNum on any thread; isNewFrameAvailable and getNextFrame on the reader's thread, while capture runs or
-/// after it; captureOutput on the delivery thread. Locks: none; frames cross threads through a BufferQueue. Life cycle:
-/// idle -> startCapturingVideo -> running -> stopCapturingVideo -> idle; a stop comes before the last release.
+/// Threads: start, stop, selectVdoRes and the audio calls on the client's control thread, host-serialised;
+/// updateDropParameters and getTotalFrameNum on any thread; isNewFrameAvailable and getNextFrame on the reader's
+/// thread, while capture runs or after it; captureOutput on the delivery thread. Locks: none; frames cross threads
+/// through a BufferQueue, chunks by the client. Life cycle: idle -> start -> running -> stop -> idle, for video and for
+/// audio; a stop comes before the last release. A client uses one of the two; an object that serves both has one
+/// session.
 // NOLINTNEXTLINE(cppcoreguidelines-virtual-class-destructor): only the last reference deletes it
 class AVCapture : public osal::RefCounted, public osal::SampleBufferDelegate {
 public:
@@ -67,6 +71,24 @@ public:
    /// untouched, when the queue gives nothing all the same or the frame cannot be locked.
    [[nodiscard]] bool getNextFrame(uint8_t *bytes, size_t size);
 
+   /// Opens the microphone with this unique id, the default one for null, and runs, in the format of
+   /// audioSetPCMFormat, cut as the last audioGetReqdBufSize says. Every failure is logged at ERROR and leaves audio
+   /// not in use. A session that refuses the input or the output runs all the same, without sound.
+   [[nodiscard]] virtual bool startCapturingAudio(const char *deviceId);
+   /// No delivery comes afterwards, and what is left of a chunk waits for the next start. False, with a line at DEBUG,
+   /// when audio is not in use.
+   virtual bool stopCapturingAudio();
+   [[nodiscard]] bool audioInUse() const;
+   /// What the samples are to be: hertz, bits of one sample, channels. For the next start.
+   void audioSetPCMFormat(int32_t rate, int32_t bitsPerSample, int32_t channels);
+   /// Bytes of a chunk of `ms` milliseconds, as AudioChunkSize has it; from now on chunks are cut so, and one that was
+   /// begun is dropped. 0 for a format or length without a size, and without memory: no start then. Not while audio is
+   /// in use.
+   [[nodiscard]] int32_t audioGetReqdBufSize(int32_t ms);
+
+   /// The AudioCaptureMac that takes the chunks; not owned.
+   void setClientACM(void *client) { mClientACM = client; }
+   [[nodiscard]] void *clientACM() const { return mClientACM; }
    /// The MacVideoDevice that hears of kept frames; not owned.
    void setClientVIM(void *client) { mClientVIM = client; }
    [[nodiscard]] void *clientVIM() const { return mClientVIM; }
@@ -83,6 +105,14 @@ protected:
    virtual void checkAndStopCaptureSession();
    virtual void setupVideoOutputResolution();
 
+   // What both media do alike with the session.
+   void ConnectSession(const std::shared_ptr<osal::CaptureDeviceInput> &input,
+                       const std::shared_ptr<osal::CaptureOutput> &output);
+   void DisconnectSession(const std::shared_ptr<osal::CaptureDeviceInput> &input,
+                          const std::shared_ptr<osal::CaptureOutput> &output);
+   /// False, logged under the caller's name, when it does not run.
+   [[nodiscard]] bool StartSession(const char *function);
+
    osal::Capture &mPlatform;
    std::unique_ptr<osal::CaptureSession> mCaptureSession;
    uint32_t mTryWidth = 0; ///< what the reader wants
@@ -91,14 +121,20 @@ protected:
    uint32_t mTryFPS = 0;
    std::shared_ptr<osal::CaptureConnection> mVideoConnection;
    std::shared_ptr<const osal::CaptureDevice> mVideoDevice;
+   int32_t mAudioSampleRate = 0; ///< hertz
+   int32_t mAudioChannels = 0;
+   int32_t mAudioBitsPerSample = 0;
+   bool mAudioInUse = false;
+   std::shared_ptr<osal::CaptureConnection> mAudioConnection;
+   std::shared_ptr<osal::CaptureDeviceInput> mAudioInput;
+   std::shared_ptr<osal::AudioDataOutput> mAudioOutput;
 
 private:
-   [[nodiscard]] bool OpenInput();
-   [[nodiscard]] bool MakeFrameQueue();
+   friend void getAudioDataFromCMSampleBufferRef(void *obj, osal::SampleBuffer &buffer);
+
    void MakeOutput();
-   void ConnectSession();
-   [[nodiscard]] bool StartSession();
-   void DisconnectSession();
+   void DropVideoParts();
+   void TakeFrame(const osal::Ref<osal::SampleBuffer> &buffer);
    /// The picture of a locked frame, as getNextFrame gives it.
    [[nodiscard]] bool FitFrame(const osal::PixelBuffer &pixels, uint8_t *bytes, size_t size);
    [[nodiscard]] bool SetUpIntermediate(uint32_t width, uint32_t height);
@@ -114,5 +150,11 @@ private:
    std::atomic<uint32_t> mActualHeight{0};
    IntermediateImage mIntermediate; ///< the reader's
    int32_t mScaleMode = kScaleLetterbox;
+   int32_t mAudioSampleDuration = 0; ///< of a chunk, in milliseconds
+   AudioChunker mAudioChunker;       ///< the delivery thread's while audio is in use
    void *mClientVIM = nullptr;
+   void *mClientACM = nullptr;
 };
+
+/// Cuts one delivery of sound into chunks for the client of the AVCapture `obj`. Delivery thread.
+void getAudioDataFromCMSampleBufferRef(void *obj, osal::SampleBuffer &buffer);

@@ -1,6 +1,7 @@
 #include "libs/avManager/AVCaptureFunctions.h"
 
 #include "libs/avManager/AVCaptureMac.h"
+#include "libs/avManager/AudioCaptureMac.h"
 #include "libs/avManager/MacVideoDevice.h"
 
 #include "lib/mfw/common/logger.h"
@@ -27,7 +28,11 @@ void CheckType(const char *function, int type) {
 void *AVCaptureRegister(void *client, int type) {
    CheckType("AVCaptureRegister", type);
    AVCapture *const capture = new AVCaptureMac(osal::Platform::capture());
-   capture->setClientVIM(client);
+   if (type == CaptureTypeAudio) {
+      capture->setClientACM(client);
+   } else {
+      capture->setClientVIM(client);
+   }
    return capture;
 }
 
@@ -74,6 +79,24 @@ bool AVCaptureGetNextFrame(void *obj, unsigned char *dst, size_t size) {
    return Object(obj)->getNextFrame(dst, size);
 }
 
+bool AVCaptureStartCapturingAudio(void *obj, const char *deviceId) {
+   return Object(obj)->startCapturingAudio(deviceId);
+}
+
+bool AVCaptureStopCapturingAudio(void *obj) {
+   return Object(obj)->stopCapturingAudio();
+}
+
+void AVCaptureAudioSetPCMFormat(void *obj, int rate, int bitsPerSample, int channels) {
+   MAVR_LOG_DEBUG("%s - ", "void AVCaptureAudioSetPCMFormat(void *, int, int, int)");
+   Object(obj)->audioSetPCMFormat(rate, bitsPerSample, channels);
+}
+
+int AVCaptureAudioGetReqdBufSize(void *obj, int ms) {
+   MAVR_LOG_DEBUG("%s - ", "int AVCaptureAudioGetReqdBufSize(void *, int)");
+   return Object(obj)->audioGetReqdBufSize(ms);
+}
+
 CaptureFacts AVCaptureGetFacts(void *obj) {
    const AVCapture &capture = *Object(obj);
    return {capture.getTotalFrameNum(), capture.actualWidth(), capture.actualHeight(), capture.health()};
@@ -82,4 +105,19 @@ CaptureFacts AVCaptureGetFacts(void *obj) {
 void AVCaptureSendVNotifs(void *obj) {
    assert(Object(obj)->clientVIM() && "[(AVCapture *)obj clientVIM]");
    AVCapture_VIM_SendNotifs(Object(obj)->clientVIM());
+}
+
+void AVCaptureSendANotifs(void *obj) {
+   assert(Object(obj)->clientACM() && "[(AVCapture *)obj clientACM]");
+   AVCapture_ACM_SendNotifs(Object(obj)->clientACM());
+}
+
+bool AVCaptureCopyRecordedData(void *obj, const char **data, size_t dbytes, const char *cache, size_t cbytes) {
+   assert(Object(obj)->clientACM() && "[(AVCapture *)obj clientACM]");
+   return AVCapture_ACM_CopyRecordedData(Object(obj)->clientACM(), data, dbytes, cache, cbytes);
+}
+
+void AVCaptureTimestampCache(void *obj) {
+   assert(Object(obj)->clientACM() && "[(AVCapture *)obj clientACM]");
+   AVCapture_ACM_TimestampCache(Object(obj)->clientACM());
 }

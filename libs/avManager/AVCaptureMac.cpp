@@ -6,6 +6,8 @@
 
 namespace {
 
+constexpr const char *kStartAudio = "-[AVCaptureMac startCapturingAudio:]";
+
 // 1/rate seconds: a whole number of frames in a second as 1 of so many, any other in thousandths of a frame.
 osal::MediaTime FrameDuration(double rate) {
    const auto whole = static_cast<int32_t>(rate);
@@ -81,8 +83,94 @@ bool AVCaptureMac::selectCameraForDeviceID(const char *deviceId) {
 
 // Runs while video still counts as in use.
 void AVCaptureMac::checkAndStopCaptureSession() {
-   if (videoInUse()) {
+   if (videoInUse() && !audioInUse()) {
       MAVR_LOG_DEBUG("%s - Disabling capture session", "-[AVCaptureMac checkAndStopCaptureSession]");
       mCaptureSession->stopRunning();
    }
+}
+
+// ---- Audio ----------------------------------------------------------------------------------------------------------
+
+bool AVCaptureMac::startCapturingAudio(const char *deviceId) {
+   if (audioInUse()) {
+      MAVR_LOG_ERROR("%s - Audio device in use", kStartAudio);
+      return false;
+   }
+   MAVR_LOG_TRACE("%s - deviceID='%s'", kStartAudio, deviceId);
+   if (mCaptureSession == nullptr) {
+      MAVR_LOG_ERROR("%s - no AVCaptureSession", kStartAudio);
+      return false;
+   }
+   const std::shared_ptr<const osal::CaptureDevice> device = SelectMicrophone(deviceId);
+   if (device == nullptr) {
+      return false;
+   }
+   if (!mPlatform.deviceInputWithDevice(device, osal::MediaType::Audio, &mAudioInput).ok()) {
+      MAVR_LOG_ERROR("%s - Failed to create AVCaptureDeviceInput", kStartAudio);
+      return false;
+   }
+   MakeAudioOutput();
+   ConnectSession(mAudioInput, mAudioOutput);
+   mAudioConnection = mAudioOutput->connectionWithMediaType(osal::MediaType::Audio);
+   if (!StartSession(kStartAudio)) {
+      DropAudioParts();
+      return false;
+   }
+   mAudioInUse = true;
+   MAVR_LOG_DEBUG("Mac %s - Audio captured start", kStartAudio);
+   return true;
+}
+
+std::shared_ptr<const osal::CaptureDevice> AVCaptureMac::SelectMicrophone(const char *deviceId) {
+   std::shared_ptr<const osal::CaptureDevice> device;
+   if (deviceId != nullptr) {
+      if (!mPlatform.deviceWithUniqueID(deviceId, osal::MediaType::Audio, &device).ok()) {
+         MAVR_LOG_ERROR("%s - Audio device (ID:%s) not found", kStartAudio, deviceId);
+         return nullptr;
+      }
+   } else {
+      MAVR_LOG_DEBUG("%s - Audio device not specified, selecting default audio source", kStartAudio);
+      if (!mPlatform.defaultDeviceWithMediaType(osal::MediaType::Audio, &device).ok()) {
+         MAVR_LOG_ERROR("%s - Default audio device not found", kStartAudio);
+         return nullptr;
+      }
+   }
+   MAVR_LOG_DEBUG("%s - Audio device '%s' (ID:%s) selected", kStartAudio, device->localizedName().c_str(),
+                  device->uniqueID().c_str());
+   return device;
+}
+
+void AVCaptureMac::MakeAudioOutput() {
+   mAudioOutput = mPlatform.makeAudioDataOutput();
+   mAudioOutput->setSampleBufferDelegate(this, mPlatform.makeSerialQueue("MAVR Audio Queue"));
+   osal::AudioSettings settings;
+   settings.formatID = osal::FourCC("lpcm");
+   settings.sampleRate = mAudioSampleRate;
+   settings.channels = mAudioChannels;
+   settings.bitDepth = mAudioBitsPerSample;
+   settings.isFloat = false;
+   settings.isBigEndian = false;
+   mAudioOutput->setAudioSettings(settings);
+}
+
+void AVCaptureMac::DropAudioParts() {
+   DisconnectSession(mAudioInput, mAudioOutput);
+   mAudioInput.reset();
+   mAudioOutput.reset();
+}
+
+bool AVCaptureMac::stopCapturingAudio() {
+   constexpr const char *kFunction = "-[AVCaptureMac stopCapturingAudio]";
+   MAVR_LOG_TRACE("%s", kFunction);
+   if (!audioInUse()) {
+      MAVR_LOG_DEBUG("%s - Audio not in use", kFunction);
+      return false;
+   }
+   DropAudioParts();
+   if (!videoInUse()) {
+      MAVR_LOG_TRACE("%s - Disabling capture session", kFunction);
+      mCaptureSession->stopRunning();
+   }
+   mAudioInUse = false;
+   return true;
 }

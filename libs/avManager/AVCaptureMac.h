@@ -2,11 +2,19 @@
 
 #include "libs/avManager/AVCapture.h"
 
-/// The capture object with the choices of the home platform: which camera an id means, what the output is asked for,
-/// how the rate is asked for, and when the session stops. Owner, threads, life cycle: as AVCapture. Locks: none.
+#include "osal/Capture.h"
+
+#include <memory>
+
+/// The capture object with the choices of the home platform: which device an id means, what the outputs are asked for,
+/// how the rate is asked for, how sound is captured, and when the session stops. Owner, threads, life cycle: as
+/// AVCapture. Locks: none.
 class AVCaptureMac final : public AVCapture {
 public:
    using AVCapture::AVCapture;
+
+   [[nodiscard]] bool startCapturingAudio(const char *deviceId) override;
+   bool stopCapturingAudio() override;
 
 protected:
    /// Asks for at least mTryFPS frames a second, where the platform can be asked; the ceiling is the client's business.
@@ -19,4 +27,10 @@ protected:
    void checkAndStopCaptureSession() override;
    /// Nothing: the size travels with setupVideoOutputParameter.
    void setupVideoOutputResolution() override {}
+
+private:
+   /// The microphone with this id, the default one for null; null when there is none (ERROR).
+   [[nodiscard]] std::shared_ptr<const osal::CaptureDevice> SelectMicrophone(const char *deviceId);
+   void MakeAudioOutput();
+   void DropAudioParts();
 };

@@ -480,17 +480,22 @@ public:
          return (void)selectCameraForDeviceID(nullptr);
       case 3:
          return checkAndStopCaptureSession();
-      default:
+      case 4:
          return setupVideoOutputResolution();
+      case 5:
+         return (void)startCapturingAudio(nullptr);
+      default:
+         return (void)stopCapturingAudio();
       }
    }
 };
 
 TEST_F(AVCaptureTest, TheAbstractFormsEndTheProcess) {
    auto *const bare = new Bare(platform);
-   const char *const names[] = {"setVideoFrameDuration", "setupVideoOutputParameter",
-                                "selectCameraForDeviceID:", "checkAndStopCaptureSession", "setupVideoOutputResolution"};
-   for (int i = 0; i < 5; ++i) {
+   const char *const names[] = {"setVideoFrameDuration",      "setupVideoOutputParameter",  "selectCameraForDeviceID:",
+                                "checkAndStopCaptureSession", "setupVideoOutputResolution", "startCapturingAudio:",
+                                "stopCapturingAudio"};
+   for (int i = 0; i < 7; ++i) {
       EXPECT_DEATH(bare->Call(i),
                    std::string("AVCapture.mm.*") + names[i] + " method of superclass is called unexpected");
    }

@@ -59,6 +59,15 @@ int32_t FakeFrame::lockBaseAddress() {
    return lockStatus;
 }
 
+int32_t FakeSound::getDataPointer(size_t offset, size_t *length, const char **data) const {
+   if (pointerStatus != 0) {
+      return pointerStatus;
+   }
+   *length = bytes.size() - offset;
+   *data = bytes.data() + offset;
+   return 0;
+}
+
 // ---- What the platform makes ----------------------------------------------------------------------------------------
 
 class FakeCapture::Connection final : public osal::CaptureConnection {
@@ -77,20 +86,48 @@ private:
    osal::MediaTime mDuration;
 };
 
-class FakeCapture::Output final : public osal::VideoDataOutput {
+void FakeCapture::SetDelegate(Way *way, osal::SampleBufferDelegate *delegate, const osal::SerialQueue &queue) {
+   calls.emplace_back("setSampleBufferDelegate");
+   way->delegate = delegate;
+   queueLabel = queue.label();
+}
+
+std::shared_ptr<osal::CaptureConnection> FakeCapture::Connect(Way *way) {
+   calls.emplace_back("connectionWithMediaType");
+   way->connection = std::make_shared<Connection>(*this);
+   return way->connection;
+}
+
+class FakeCapture::AudioOutput final : public osal::AudioDataOutput {
 public:
-   explicit Output(FakeCapture &platform)
+   explicit AudioOutput(FakeCapture &platform)
        : mPlatform(platform) {}
    void setSampleBufferDelegate(osal::SampleBufferDelegate *delegate,
                                 std::shared_ptr<osal::SerialQueue> queue) override {
-      mPlatform.calls.emplace_back("setSampleBufferDelegate");
-      mPlatform.mDelegate = delegate;
-      mPlatform.queueLabel = queue->label();
+      mPlatform.SetDelegate(&mPlatform.mAudio, delegate, *queue);
    }
    std::shared_ptr<osal::CaptureConnection> connectionWithMediaType(osal::MediaType) override {
-      mPlatform.calls.emplace_back("connectionWithMediaType");
-      mPlatform.mConnection = std::make_shared<Connection>(mPlatform);
-      return mPlatform.mConnection;
+      return mPlatform.Connect(&mPlatform.mAudio);
+   }
+   void setAudioSettings(const osal::AudioSettings &settings) override {
+      mPlatform.calls.emplace_back("setAudioSettings");
+      mPlatform.audioSettings = settings;
+   }
+
+private:
+   FakeCapture &mPlatform;
+};
+
+class FakeCapture::VideoOutput final : public osal::VideoDataOutput {
+public:
+   explicit VideoOutput(FakeCapture &platform)
+       : mPlatform(platform) {}
+   void setSampleBufferDelegate(osal::SampleBufferDelegate *delegate,
+                                std::shared_ptr<osal::SerialQueue> queue) override {
+      mPlatform.SetDelegate(&mPlatform.mVideo, delegate, *queue);
+   }
+   std::shared_ptr<osal::CaptureConnection> connectionWithMediaType(osal::MediaType) override {
+      return mPlatform.Connect(&mPlatform.mVideo);
    }
    void setAlwaysDiscardsLateVideoFrames(bool discards) override {
       mPlatform.calls.emplace_back(discards ? "setAlwaysDiscardsLateVideoFrames YES"
@@ -116,11 +153,19 @@ public:
    void removeInput(const std::shared_ptr<osal::CaptureDeviceInput> &) override { Note("removeInput"); }
    bool canAddOutput(const std::shared_ptr<osal::CaptureOutput> &) override { return mPlatform.takesOutput; }
    void addOutput(const std::shared_ptr<osal::CaptureOutput> &) override { Note("addOutput"); }
-   void removeOutput(const std::shared_ptr<osal::CaptureOutput> &) override { Note("removeOutput"); }
+   void removeOutput(const std::shared_ptr<osal::CaptureOutput> &) override {
+      Note("removeOutput");
+      if (mPlatform.atRemoveOutput) {
+         mPlatform.atRemoveOutput();
+      }
+   }
    bool isRunning() const override { return mIsRunning; }
    osal::Status startRunning() override {
       Note("startRunning");
       mIsRunning = mPlatform.startStatus.ok();
+      if (mPlatform.atStart) {
+         mPlatform.atStart();
+      }
       return mPlatform.startStatus;
    }
    void stopRunning() override {
@@ -168,25 +213,34 @@ private:
 // ---- FakeCapture ----------------------------------------------------------------------------------------------------
 
 void FakeCapture::Deliver(const osal::Ref<osal::SampleBuffer> &buffer) {
-   mDelegate->captureOutput(buffer, *mConnection);
+   mVideo.delegate->captureOutput(buffer, *mVideo.connection);
+}
+
+void FakeCapture::DeliverSound(const osal::Ref<osal::SampleBuffer> &buffer) {
+   mAudio.delegate->captureOutput(buffer, *mAudio.connection);
 }
 
 void FakeCapture::DeliverOnForeignConnection(const osal::Ref<osal::SampleBuffer> &buffer) {
    const Connection foreign(*this);
-   mDelegate->captureOutput(buffer, foreign);
+   (mVideo.delegate != nullptr ? mVideo : mAudio).delegate->captureOutput(buffer, foreign);
 }
 
-osal::Status FakeCapture::deviceWithUniqueID(std::string_view uniqueID, osal::MediaType,
+const std::shared_ptr<const osal::CaptureDevice> &FakeCapture::Device(osal::MediaType mediaType) const {
+   return mediaType == osal::MediaType::Video ? camera : microphone;
+}
+
+osal::Status FakeCapture::deviceWithUniqueID(std::string_view uniqueID, osal::MediaType mediaType,
                                              std::shared_ptr<const osal::CaptureDevice> *device) {
-   const bool isThere = camera != nullptr && camera->uniqueID() == uniqueID;
-   *device = isThere ? camera : nullptr;
-   return isThere ? osal::Status::Ok() : osal::Status::Error(ENODEV, "no such camera");
+   const std::shared_ptr<const osal::CaptureDevice> &known = Device(mediaType);
+   const bool isThere = known != nullptr && known->uniqueID() == uniqueID;
+   *device = isThere ? known : nullptr;
+   return isThere ? osal::Status::Ok() : osal::Status::Error(ENODEV, "no such device");
 }
 
-osal::Status FakeCapture::defaultDeviceWithMediaType(osal::MediaType,
+osal::Status FakeCapture::defaultDeviceWithMediaType(osal::MediaType mediaType,
                                                      std::shared_ptr<const osal::CaptureDevice> *device) {
-   *device = camera;
-   return camera != nullptr ? osal::Status::Ok() : osal::Status::Error(ENODEV, "no camera");
+   *device = Device(mediaType);
+   return *device != nullptr ? osal::Status::Ok() : osal::Status::Error(ENODEV, "no device");
 }
 
 osal::Status FakeCapture::deviceInputWithDevice(const std::shared_ptr<const osal::CaptureDevice> &device,
@@ -203,7 +257,11 @@ std::unique_ptr<osal::CaptureSession> FakeCapture::makeSession() {
 }
 
 std::shared_ptr<osal::VideoDataOutput> FakeCapture::makeVideoDataOutput() {
-   return std::make_shared<Output>(*this);
+   return std::make_shared<VideoOutput>(*this);
+}
+
+std::shared_ptr<osal::AudioDataOutput> FakeCapture::makeAudioDataOutput() {
+   return std::make_shared<AudioOutput>(*this);
 }
 
 std::shared_ptr<osal::SerialQueue> FakeCapture::makeSerialQueue(std::string label) {

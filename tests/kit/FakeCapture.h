@@ -4,8 +4,10 @@
 
 #include <cstdint>
 #include <deque>
+#include <functional>
 #include <memory>
 #include <string>
+#include <utility>
 #include <vector>
 
 namespace kit {
@@ -37,13 +39,28 @@ private:
    const size_t mStride;
 };
 
+/// A delivery of sound that a test fills.
+class FakeSound final : public osal::SampleBuffer, public osal::BlockBuffer {
+public:
+   explicit FakeSound(std::string sound)
+       : bytes(std::move(sound)) {}
+
+   int32_t pointerStatus = 0;
+   std::string bytes;
+
+   osal::PixelBuffer *imageBuffer() override { return nullptr; }
+   const osal::BlockBuffer *dataBuffer() override { return this; }
+   int32_t getDataPointer(size_t offset, size_t *length, const char **data) const override;
+};
+
 /// A capture platform that a test scripts: it fills the public fields and reads the record afterwards.
 ///
 /// Owner: the test; outlives what it made. Threads: one. Put it in force with osal::ScopedCapture.
 class FakeCapture final : public osal::Capture {
 public:
    // What is there.
-   std::shared_ptr<const osal::CaptureDevice> camera; ///< found by its own id, and the default; null: none
+   std::shared_ptr<const osal::CaptureDevice> camera;     ///< found by its own id, and the default; null: none
+   std::shared_ptr<const osal::CaptureDevice> microphone; ///< the same
    // What fails.
    bool hasSessions = true;
    osal::Status inputStatus;
@@ -58,11 +75,17 @@ public:
    // What happened, in order, under the operations' names.
    std::vector<std::string> calls;
    osal::VideoSettings videoSettings;
+   osal::AudioSettings audioSettings;
    std::string queueLabel;
    size_t queueCapacity = 0;
 
-   /// As the platform would, on the connection of the video output, or on a foreign one.
+   /// Run within startRunning and removeOutput, before they return.
+   std::function<void()> atStart;
+   std::function<void()> atRemoveOutput;
+
+   /// As the platform would, on the connection of the video output, of the audio output, or on a foreign one.
    void Deliver(const osal::Ref<osal::SampleBuffer> &buffer);
+   void DeliverSound(const osal::Ref<osal::SampleBuffer> &buffer);
    void DeliverOnForeignConnection(const osal::Ref<osal::SampleBuffer> &buffer);
 
    osal::Status deviceWithUniqueID(std::string_view uniqueID, osal::MediaType mediaType,
@@ -74,18 +97,28 @@ public:
                                       std::shared_ptr<osal::CaptureDeviceInput> *input) override;
    std::unique_ptr<osal::CaptureSession> makeSession() override;
    std::shared_ptr<osal::VideoDataOutput> makeVideoDataOutput() override;
-   std::shared_ptr<osal::AudioDataOutput> makeAudioDataOutput() override { return nullptr; }
+   std::shared_ptr<osal::AudioDataOutput> makeAudioDataOutput() override;
    std::shared_ptr<osal::SerialQueue> makeSerialQueue(std::string label) override;
    osal::Status makeBufferQueue(size_t capacity, std::unique_ptr<osal::BufferQueue> *queue) override;
 
 private:
    class Session;
-   class Output;
+   class VideoOutput;
+   class AudioOutput;
    class Connection;
    class Queue;
 
-   osal::SampleBufferDelegate *mDelegate = nullptr;
-   std::shared_ptr<osal::CaptureConnection> mConnection;
+   /// What an output has come to.
+   struct Way {
+      osal::SampleBufferDelegate *delegate = nullptr;
+      std::shared_ptr<osal::CaptureConnection> connection;
+   };
+   void SetDelegate(Way *way, osal::SampleBufferDelegate *delegate, const osal::SerialQueue &queue);
+   std::shared_ptr<osal::CaptureConnection> Connect(Way *way);
+   [[nodiscard]] const std::shared_ptr<const osal::CaptureDevice> &Device(osal::MediaType mediaType) const;
+
+   Way mVideo;
+   Way mAudio;
 };
 
 /// A camera of facts alone.
