@@ -4,14 +4,18 @@
 import json
 import os
 import plistlib
+import signal
+import struct
 import subprocess
 import sys
 import tempfile
+import time
 import unittest
+import zlib
 from pathlib import Path
 
 MAVR = sys.argv.pop(1)
-COMMANDS = ("devices", "preferred", "prefer", "option", "status", "doctor", "formats")
+COMMANDS = ("devices", "preferred", "prefer", "option", "status", "doctor", "formats", "record", "dump")
 
 CAMERAS = [
     {"name": "Desk Camera", "uniqueId": "cam-b", "formats": [
@@ -164,6 +168,142 @@ class Formats(ToolTest):
         self.assertEqual(done.stderr, "mavr: No camera matches 'nothing'. 'mavr devices' lists those present.\n")
 
 
+class Record(ToolTest):
+    """What 'mavr record' makes, taken apart byte by byte."""
+
+    def setUp(self):
+        super().setUp()
+        self.simulate_capture(pattern="gradient")
+        self.out = self.home / "out"
+
+    def simulate_capture(self, **camera):
+        path = self.home / "devices.json"
+        path.write_text(json.dumps({"cameras": [
+            {"name": "Desk Camera", "uniqueId": "cam-a", "formats": [{"width": 640, "height": 360, "maxFrameRate": 30}],
+             **camera}], "microphones": MICROPHONES}), encoding="utf-8")
+
+    def pixels(self, path):
+        """Width, height and the RGB bytes of a PNG with 8 bits a channel."""
+        data = path.read_bytes()
+        self.assertEqual(data[:8], b"\x89PNG\r\n\x1a\n")
+        at, body, shape = 8, b"", None
+        while at < len(data):
+            length, kind = struct.unpack(">I4s", data[at:at + 8])
+            chunk = data[at + 8:at + 8 + length]
+            if kind == b"IHDR":
+                shape = struct.unpack(">IIBBBBB", chunk)
+            elif kind == b"IDAT":
+                body += chunk
+            at += 12 + length
+        width, height, depth, colour = shape[:4]
+        self.assertEqual((depth, colour), (8, 2))
+        packed, stride, rows = zlib.decompress(body), 3 * width, []
+        previous = bytes(stride)
+        for row in range(height):
+            kind, line = packed[row * (stride + 1)], bytearray(packed[row * (stride + 1) + 1:(row + 1) * (stride + 1)])
+            for i in range(stride):
+                left, up = line[i - 3] if i >= 3 else 0, previous[i]
+                corner = previous[i - 3] if i >= 3 else 0
+                if kind == 4:
+                    guess = left + up - corner
+                    near = min((abs(guess - left), 0, left), (abs(guess - up), 1, up), (abs(guess - corner), 2, corner))
+                line[i] = (line[i] + (0, left, up, (left + up) // 2, near[2] if kind == 4 else 0)[kind]) % 256
+            rows.append(bytes(line))
+            previous = rows[-1]
+        return width, height, rows
+
+    def test_a_picture_has_bars_above_and_below_a_wider_camera(self):
+        text = self.mavr("record", "video", "--size", "160x120", "--out", str(self.out) + ".png").stdout
+        self.assertIn("640x360 from the camera, 160x120 recorded, LETTERBOX", text)
+        width, height, rows = self.pixels(Path(str(self.out) + ".png"))
+        self.assertEqual((width, height), (160, 120))
+        for row in (0, 7, 13, 106, 112, 119):
+            self.assertEqual(max(rows[row]), 0, f"row {row} is black")
+        brightness = [sum(rows[60][3 * x:3 * x + 3]) for x in range(0, 160, 16)]
+        self.assertEqual(brightness, sorted(brightness), "the gradient rises to the right")
+        self.assertLess(brightness[0], 60)
+        self.assertGreater(brightness[-1], 600)
+
+    def test_a_stream_holds_each_frame_behind_its_header(self):
+        summary = self.json("record", "video", "--size", "64x36", "--seconds", "0.5", "--out", str(self.out) + ".y4m")
+        data = Path(str(self.out) + ".y4m").read_bytes()
+        head, frames = data.split(b"\n", 1)
+        self.assertEqual(head, b"YUV4MPEG2 W64 H36 F30:1 Ip A1:1 C420jpeg XCOLORRANGE=FULL")
+        size = len(b"FRAME\n") + 64 * 36 * 3 // 2
+        self.assertEqual(len(frames), summary["framesWritten"] * size)
+        self.assertGreater(summary["framesWritten"], 2)
+        for frame in range(summary["framesWritten"]):
+            self.assertEqual(frames[frame * size:frame * size + 6], b"FRAME\n")
+        self.assertEqual(summary["camera"], {"userId": "Desk Camera#cam-a", "name": "Desk Camera"})
+        self.assertEqual(summary["scaling"], "LETTERBOX")
+        self.assertEqual((summary["framesDropped"], summary["framesMissed"]), (0, 0))
+        self.assertIsNone(summary["instead"])
+
+    def test_a_dump_is_told_and_converted(self):
+        dump = str(self.out) + ".dump"
+        summary = self.json("record", "video", "--size", "64x36", "--seconds", "0.5", "--out", dump)
+        facts = self.json("dump", "info", dump)
+        self.assertEqual({key: facts[key] for key in ("media", "width", "height", "pixelFormat", "frameSize", "samples")},
+                         {"media": "video", "width": 64, "height": 36, "pixelFormat": "I420", "frameSize": 3456,
+                          "samples": summary["framesWritten"]})
+        self.assertIn("video, 64x36 I420, 3456 bytes a frame", self.mavr("dump", "info", dump).stdout)
+        self.mavr("dump", "convert", dump, str(self.out) + ".y4m")
+        stream = Path(str(self.out) + ".y4m").read_bytes().split(b"\n", 1)[1]
+        self.assertEqual(len(stream), summary["framesWritten"] * (6 + 3456))
+        record = Path(dump).read_bytes()[408:]
+        self.assertEqual(stream[6:6 + 3456], record[216:216 + 3456])
+        self.mavr("dump", "convert", dump, str(self.out) + ".png")
+        self.assertEqual(self.pixels(Path(str(self.out) + ".png"))[:2], (64, 36))
+        self.mavr("dump", "convert", dump, str(self.out) + ".y4m", "--rate", "7")
+        self.assertIn(b" F7:1 ", Path(str(self.out) + ".y4m").read_bytes()[:60])
+        self.assertIn("holds pictures", self.mavr("dump", "convert", dump, str(self.out) + ".wav", status=1).stderr)
+
+    def test_what_is_no_dump_is_told(self):
+        settings = self.home / "text"
+        settings.write_text("no dump", encoding="utf-8")
+        self.assertIn("is no dump.", self.mavr("dump", "info", str(settings), status=1).stderr)
+        self.assertIn("cannot be opened.", self.mavr("dump", "info", str(self.home), status=1).stderr)
+        self.assertIn("cannot be opened.", self.mavr("dump", "info", str(self.home / "none"), status=1).stderr)
+
+    def test_a_camera_that_is_not_there_is_replaced_and_told(self):
+        done = self.mavr("record", "video", "--device", "Door", "--seconds", "0.2")
+        self.assertEqual(done.stderr, "mavr: No camera matches 'Door'; 'Desk Camera' is recorded instead.\n")
+
+    def test_the_preferred_camera_is_recorded(self):
+        self.simulate([{"name": "A", "uniqueId": "1"}, {"name": "B", "uniqueId": "2"}], [])
+        self.store(srcWCamId="B#2")
+        self.assertEqual(self.json("record", "video", "--seconds", "0.2")["camera"]["userId"], "B#2")
+
+    def test_a_camera_that_goes_is_told_with_the_frames_it_gave(self):
+        self.simulate_capture(fail={"unplugAfterFrames": 1})
+        summary = self.json("record", "video", "--seconds", "0.5")
+        self.assertEqual(summary["framesWritten"], 1)
+        self.assertIn("unplugged", summary["health"])
+
+    def test_no_frame_within_four_seconds_is_an_error(self):
+        path = self.home / "devices.json"
+        slow = [{"width": 64, "height": 48, "minFrameRate": 0.1, "maxFrameRate": 0.1}]
+        path.write_text(json.dumps({"cameras": [{"name": "A", "uniqueId": "1", "formats": slow}]}), encoding="utf-8")
+        done = self.mavr("record", "video", status=1)
+        self.assertEqual(done.stderr, "mavr: No frame came from 'A' within 4 seconds. Is another program holding it? "
+                                      "'mavr doctor' looks at what capture stands on.\n")
+
+    def test_a_file_that_cannot_be_written_is_told(self):
+        for name in ("out.png", "out.y4m", "out.dump"):
+            done = self.mavr("record", "video", "--seconds", "0.2", "--out", str(self.home / "none" / name), status=1)
+            self.assertIn("cannot be written", done.stderr)
+
+    def test_an_interrupt_ends_it_with_a_summary(self):
+        with subprocess.Popen([MAVR, "record", "video", "--seconds", "60", "--out", str(self.out) + ".y4m"],
+                              env=self.environment, stdout=subprocess.PIPE, text=True) as recording:
+            while not Path(str(self.out) + ".y4m").exists() or Path(str(self.out) + ".y4m").stat().st_size < 1000000:
+                time.sleep(0.01)
+            recording.send_signal(signal.SIGINT)
+            text = recording.communicate(timeout=30)[0]
+        self.assertEqual(recording.returncode, 0)
+        self.assertIn("taken", text)
+
+
 class Status(ToolTest):
     def test_tells_everything_that_decides(self):
         self.store(**{
@@ -287,7 +427,9 @@ class CommandLine(ToolTest):
 
     def test_usage_errors_exit_with_2_and_a_hint(self):
         wrong = ((), ("nonsense",), ("devices", "--jsn"), ("prefer",), ("prefer", "speaker", "--id", "x"),
-                 ("prefer", "camera"), ("prefer", "camera", "--id", "x", "--clear"), ("option", "loud"), ("formats",))
+                 ("prefer", "camera"), ("prefer", "camera", "--id", "x", "--clear"), ("option", "loud"), ("formats",),
+                 ("record",), ("record", "video", "--size", "3x3"), ("record", "video", "--fps", "0"), ("dump",),
+                 ("dump", "info"), ("dump", "convert", "x"))
         for arguments in wrong:
             with self.subTest(arguments):
                 done = self.mavr(*arguments, status=2)

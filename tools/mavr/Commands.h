@@ -18,6 +18,8 @@ void AddPreferCommand(CLI::App &app, Action *action);
 void AddOptionCommand(CLI::App &app, Action *action);
 void AddStatusCommand(CLI::App &app, Action *action);
 void AddDoctorCommand(CLI::App &app, Action *action);
+void AddDumpCommand(CLI::App &app, Action *action);
 void AddFormatsCommand(CLI::App &app, Action *action);
+void AddRecordCommand(CLI::App &app, Action *action);
 
 } // namespace mavr

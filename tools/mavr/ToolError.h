@@ -1,5 +1,7 @@
 #pragma once
 
+#include <cerrno>
+#include <cstring>
 #include <stdexcept>
 #include <string>
 #include <utility>
@@ -17,5 +19,11 @@ public:
 private:
    std::string mHint;
 };
+
+/// For a file that cannot be made or takes no more, with what errno says.
+[[noreturn]] inline void CannotWrite(const std::string &path) {
+   throw ToolError("'" + path + "' cannot be written: " + std::strerror(errno) + ".",
+                   "Is the folder there, and is there room?");
+}
 
 } // namespace mavr

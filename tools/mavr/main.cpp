@@ -37,6 +37,8 @@ int main(int argc, char **argv) {
    mavr::AddStatusCommand(app, &action);
    mavr::AddDoctorCommand(app, &action);
    mavr::AddFormatsCommand(app, &action);
+   mavr::AddRecordCommand(app, &action);
+   mavr::AddDumpCommand(app, &action);
    mavr::AddBagCommand(app, &action);
 
    try {

@@ -1,7 +1,7 @@
 # bash completion for mavr
 _mavr() {
    local word=${COMP_WORDS[COMP_CWORD]} command=${COMP_WORDS[1]}
-   local commands="devices preferred prefer option status doctor formats"
+   local commands="devices preferred prefer option status doctor formats record dump"
    COMPREPLY=()
    if [ "$COMP_CWORD" -eq 1 ]; then
       mapfile -t COMPREPLY < <(compgen -W "$commands --help --version" -- "$word")
@@ -23,6 +23,20 @@ _mavr() {
       else
          mapfile -t COMPREPLY < <(compgen -W "--id --name --clear --help" -- "$word")
       fi
+      ;;
+   record)
+      case $COMP_CWORD:${COMP_WORDS[2]}:${COMP_WORDS[COMP_CWORD - 1]} in
+      2:*) mapfile -t COMPREPLY < <(compgen -W "video --help" -- "$word") ;;
+      *:*:--out) mapfile -t COMPREPLY < <(compgen -f -- "$word") ;;
+      *:video:*) mapfile -t COMPREPLY < <(compgen -W "--device --size --fps --seconds --out --json --help" -- "$word") ;;
+      esac
+      ;;
+   dump)
+      case $COMP_CWORD:${COMP_WORDS[2]} in
+      2:*) mapfile -t COMPREPLY < <(compgen -W "info convert --help" -- "$word") ;;
+      *:info) mapfile -t COMPREPLY < <(compgen -f -W "--json --help" -- "$word") ;;
+      *:convert) mapfile -t COMPREPLY < <(compgen -f -W "--rate --help" -- "$word") ;;
+      esac
       ;;
    esac
 }
