@@ -1,6 +1,7 @@
 #!/usr/bin/env python3
 """The command-line tool as its users meet it: arguments in, text, JSON and exit status out.  mavr_test.py MAVR"""
 
+import array
 import json
 import os
 import plistlib
@@ -276,7 +277,7 @@ class Record(ToolTest):
 
     def test_a_camera_that_goes_is_told_with_the_frames_it_gave(self):
         self.simulate_capture(fail={"unplugAfterFrames": 1})
-        summary = self.json("record", "video", "--seconds", "0.5")
+        summary = self.json("record", "video", "--seconds", "60")
         self.assertEqual(summary["framesWritten"], 1)
         self.assertIn("unplugged", summary["health"])
 
@@ -302,6 +303,81 @@ class Record(ToolTest):
             text = recording.communicate(timeout=30)[0]
         self.assertEqual(recording.returncode, 0)
         self.assertIn("taken", text)
+
+
+class RecordAudio(ToolTest):
+    def setUp(self):
+        super().setUp()
+        self.path = self.home / "devices.json"
+        self.tones(({"name": "Desk", "uniqueId": "1", "toneHz": 440, "level": 0.5, "default": True},
+                    {"name": "Desk", "uniqueId": "2", "toneHz": 1000, "level": 0.1}))
+        self.out = str(self.home / "out")
+
+    def tones(self, microphones):
+        self.path.write_text(json.dumps({"cameras": [], "microphones": list(microphones)}), encoding="utf-8")
+
+    def samples(self, path):
+        data = Path(path).read_bytes()
+        self.assertEqual(data[:4] + data[8:16], b"RIFFWAVEfmt ")
+        self.assertEqual(data[36:40], b"data")
+        return struct.unpack("<I", data[24:28])[0], array.array("h", data[44:])
+
+    def frequency(self, rate, samples):
+        """From the first to the last time that the tone rises through zero."""
+        rises = [i - samples[i] / (samples[i] - samples[i - 1]) for i in range(1, len(samples))
+                 if samples[i - 1] < 0 <= samples[i]]
+        return (len(rises) - 1) * rate / (rises[-1] - rises[0])
+
+    def test_the_default_microphones_tone(self):
+        summary = self.json("record", "audio", "--seconds", "0.5", "--out", self.out + ".wav")
+        rate, samples = self.samples(self.out + ".wav")
+        self.assertEqual((rate, len(samples)), (48000, 24000))
+        self.assertAlmostEqual(self.frequency(rate, samples), 440, delta=0.1)
+        self.assertAlmostEqual(summary["peakDb"], -6.02, delta=0.05)
+        self.assertAlmostEqual(summary["rmsDb"], -9.03, delta=0.05)
+        self.assertEqual((summary["chunksTaken"], summary["chunkSize"], summary["chunksLost"]), (25, 1920, 0))
+        self.assertEqual(summary["microphone"], "the default microphone")
+
+    def test_another_microphone_by_its_name_and_by_a_piece_of_its_id(self):
+        for device in ("Desk 2", "Desk#2", "#2"):
+            summary = self.json("record", "audio", "--device", device, "--seconds", "0.2", "--rate", "16000", "--out",
+                                self.out + ".wav")
+            self.assertEqual(summary["microphone"], "Desk 2")
+            rate, samples = self.samples(self.out + ".wav")
+            self.assertEqual(rate, 16000)
+            self.assertAlmostEqual(self.frequency(rate, samples), 1000, delta=0.5)
+
+    def test_the_preferred_microphone(self):
+        self.store(srcAudioInId="Desk#2")
+        self.assertEqual(self.json("record", "audio", "--seconds", "0.1")["microphone"], "Desk 2")
+
+    def test_one_that_is_not_there_is_replaced_and_told(self):
+        done = self.mavr("record", "audio", "--device", "Door", "--seconds", "0.1")
+        self.assertEqual(done.stderr, "mavr: No microphone matches 'Door'; the default one is recorded instead.\n")
+        self.assertIn("level   peak -6.0 dBFS, RMS -9.0 dBFS", done.stdout)
+
+    def test_a_dump_becomes_the_same_sound(self):
+        self.mavr("record", "audio", "--seconds", "1", "--rate", "16000", "--out", self.out + ".dump")
+        facts = self.json("dump", "info", self.out + ".dump")
+        self.assertEqual((facts["media"], facts["chunkSize"], facts["samples"]), ("audio", 640, 50))
+        self.mavr("dump", "convert", self.out + ".dump", self.out + ".wav")
+        rate, samples = self.samples(self.out + ".wav")
+        self.assertEqual((rate, len(samples)), (16000, 16000))
+        self.assertAlmostEqual(self.frequency(rate, samples), 440, delta=0.1)
+        self.mavr("dump", "convert", self.out + ".dump", self.out + ".wav", "--rate", "8000")
+        self.assertEqual(self.samples(self.out + ".wav")[0], 8000)
+        self.assertIn("holds sound", self.mavr("dump", "convert", self.out + ".dump", "x.y4m", status=1).stderr)
+
+    def test_without_a_microphone_it_fails_with_a_hint(self):
+        self.tones(())
+        self.assertEqual(self.mavr("record", "audio", status=1).stderr,
+                         "mavr: No microphone could be started. 'mavr doctor' finds out why; the log has the details.\n")
+
+    def test_a_microphone_that_goes_ends_it_with_what_there_was(self):
+        self.tones(({"name": "Desk", "uniqueId": "1", "fail": {"unplugAfterBuffers": 20}},))
+        summary = self.json("record", "audio", "--seconds", "60")
+        self.assertIn("unplugged", summary["health"])
+        self.assertEqual(summary["chunksTaken"], 10)  # of 20 ms, from 20 buffers of 10.67
 
 
 class Status(ToolTest):
@@ -428,7 +504,8 @@ class CommandLine(ToolTest):
     def test_usage_errors_exit_with_2_and_a_hint(self):
         wrong = ((), ("nonsense",), ("devices", "--jsn"), ("prefer",), ("prefer", "speaker", "--id", "x"),
                  ("prefer", "camera"), ("prefer", "camera", "--id", "x", "--clear"), ("option", "loud"), ("formats",),
-                 ("record",), ("record", "video", "--size", "3x3"), ("record", "video", "--fps", "0"), ("dump",),
+                 ("record",), ("record", "video", "--size", "3x3"), ("record", "video", "--fps", "0"),
+                 ("record", "audio", "--rate", "1"), ("dump",),
                  ("dump", "info"), ("dump", "convert", "x"))
         for arguments in wrong:
             with self.subTest(arguments):

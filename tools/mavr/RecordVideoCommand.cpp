@@ -115,6 +115,9 @@ public:
             Take(frame, file);
             last = NowSeconds();
          }
+         if (!mRecorder.IsDataAvailable() && !mRecorder.CameraFacts().health.ok()) {
+            break; // and nothing will come any more
+         }
          Look(last - start);
       }
       mLine.End();

@@ -26,9 +26,10 @@ _mavr() {
       ;;
    record)
       case $COMP_CWORD:${COMP_WORDS[2]}:${COMP_WORDS[COMP_CWORD - 1]} in
-      2:*) mapfile -t COMPREPLY < <(compgen -W "video --help" -- "$word") ;;
+      2:*) mapfile -t COMPREPLY < <(compgen -W "video audio --help" -- "$word") ;;
       *:*:--out) mapfile -t COMPREPLY < <(compgen -f -- "$word") ;;
       *:video:*) mapfile -t COMPREPLY < <(compgen -W "--device --size --fps --seconds --out --json --help" -- "$word") ;;
+      *:audio:*) mapfile -t COMPREPLY < <(compgen -W "--device --rate --chunk-ms --seconds --out --json --help" -- "$word") ;;
       esac
       ;;
    dump)
