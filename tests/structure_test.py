@@ -33,6 +33,7 @@ ALLOWED = {
     },
     "libs/pcoip_mfw": {"lib/mfw/common", "lib/mfw/messageframework", "libs/utils", "osal"},
     "libs/pcoip_mfw/linux": {"lib/corvanebase", "lib/log", "lib/mfw/common", "libs/pcoip_mfw", "libs/utils", "osal"},
+    "pcoip_host/local": {"pcoip_host", "libs/pcoip_mfw", "libs/utils", "lib/mfw/common", "osal"},
     "libs/mmdr": {
         "include/mmdr", "libs/avManager/devices", "libs/common", "libs/mmdr/device", "libs/pcoip_mfw/linux",
         "libs/utils", "lib/mfw/common",
@@ -58,6 +59,7 @@ PARTS = {
     "lib/log/LogStart.cpp": "lib/log/Log.h",
     "libs/pcoip_mfw/channelThreads.cpp": "libs/pcoip_mfw/pcoip_channel.h",
     "lib/mfw/messageframework/propertybagequals.cpp": "lib/mfw/messageframework/propertybagbody.h",
+    "pcoip_host/local/LocalHostThread.cpp": "pcoip_host/local/LocalHost.h",
     "lib/mfw/messageframework/propertybagerror.cpp": "lib/mfw/messageframework/propertybag.h",
     "libs/avManager/VideoRecService.cpp": "libs/avManager/VideoRec.h",
 }
