@@ -5,6 +5,7 @@
 #include "libs/avManager/VideoScaleUtils.h"
 
 #include <libyuv/convert.h>
+#include <libyuv/planar_functions.h>
 
 namespace {
 
@@ -29,28 +30,47 @@ void ConvertSameSize(const BiPlanarFrame &frame, uint8_t *data) {
                       static_cast<int>(frame.mChromaStride), data, width, u, width / 2, v, width / 2, width, height);
 }
 
+// Of a picture at exactly half the size the scaler takes each second row, the odd ones.
+bool TakesOddRows(const ScaleCopyParams &params) {
+   return params.mSrcX == 0 && params.mSrcYOffset == 0 && params.mSrcCopyWidth == 2 * params.mDstCopyWidth &&
+          params.mSrcCopyHeight == 2 * params.mDstCopyHeight && params.mDstCopyWidth % 2 == 0 &&
+          params.mDstCopyHeight % 2 == 0;
+}
+
+// Splits the frame's chroma into the image, the rows that the scaler will take. Luma stays where it is.
+void SplitChroma(const BiPlanarFrame &frame, const IntermediateImage &image, bool oddRowsOnly) {
+   const int width = (static_cast<int>(frame.mWidth) + 1) / 2;
+   const int height = (static_cast<int>(frame.mHeight) + 1) / 2;
+   const auto stride = static_cast<int>(frame.mChromaStride);
+   const int imageStride = image.ChromaBytesPerRow();
+   if (oddRowsOnly) {
+      libyuv::SplitUVPlane(frame.mChroma + stride, 2 * stride, image.U() + imageStride, 2 * imageStride,
+                           image.V() + imageStride, 2 * imageStride, width, height / 2);
+   } else {
+      libyuv::SplitUVPlane(frame.mChroma, stride, image.U(), imageStride, image.V(), imageStride, width, height);
+   }
+}
+
 bool ConvertScaled(const BiPlanarFrame &frame, const IntermediateImage &image, const PictureRequest &picture,
                    int32_t mode) {
-   const auto width = static_cast<int>(frame.mWidth);
-   const auto height = static_cast<int>(frame.mHeight);
    const auto lumaStride = static_cast<int>(frame.mLumaStride);
-   const int chromaStride = image.ChromaBytesPerRow();
-   // No destination for luma: it stays where it is.
-   libyuv::NV12ToI420(frame.mLuma, lumaStride, frame.mChroma, static_cast<int>(frame.mChromaStride), nullptr, 0,
-                      image.U(), chromaStride, image.V(), chromaStride, width, height);
    ScaleCopyParams params{};
    params.mScaleMode = mode;
    params.mSrcY = frame.mLuma;
    params.mSrcU = image.U();
    params.mSrcV = image.V();
    params.mSrcStride = lumaStride;
-   params.mSrcWidth = width;
-   params.mSrcHeight = height;
+   params.mSrcWidth = static_cast<int>(frame.mWidth);
+   params.mSrcHeight = static_cast<int>(frame.mHeight);
    params.mDstBase = picture.mData;
    params.mDstStride = static_cast<int32_t>(picture.mWidth);
    params.mDstWidth = static_cast<int32_t>(picture.mWidth);
    params.mDstHeight = static_cast<int32_t>(picture.mHeight);
-   return ScaleI420Frame(params, chromaStride);
+   if (!CalculateCopyParameters(params)) {
+      return false;
+   }
+   SplitChroma(frame, image, TakesOddRows(params));
+   return ScaleI420Frame(params, image.ChromaBytesPerRow());
 }
 
 } // namespace

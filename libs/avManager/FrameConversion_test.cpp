@@ -104,6 +104,20 @@ TEST(FrameConversion, EqualsTheTwoStepsForCameraSizesOddOnesToo) {
    }
 }
 
+TEST(FrameConversion, EqualsTheTwoStepsAtExactlyHalfTheSize) {
+   for (const int32_t mode : {kScaleFill, kScaleCrop, kScaleLetterbox}) {
+      for (uint32_t width = 4; width <= 160; width += 4) {
+         for (uint32_t height = 4; height <= 40; height += 4) {
+            const NoisyFrame noisy(2 * width, 2 * height, 3);
+            ASSERT_EQ(Converted(noisy.frame, width, height, mode), Described(noisy.frame, width, height, mode))
+               << width << "x" << height << " " << mode;
+            ASSERT_EQ(Converted(noisy.frame, width, height + 8, mode), Described(noisy.frame, width, height + 8, mode))
+               << "bars: " << width << "x" << height << " " << mode;
+         }
+      }
+   }
+}
+
 TEST(FrameConversion, CutsAPictureOfOddSizeToItsWholeSamples) {
    for (const auto &[width, height] : {Size{640, 481}, {1279, 719}, {641, 481}, {353, 289}, {641, 480}, {1, 1}}) {
       const NoisyFrame noisy(width, height);
