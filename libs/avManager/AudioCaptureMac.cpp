@@ -222,17 +222,16 @@ bool AudioCaptureMac::Close() {
 
 // ---- A file as the source -------------------------------------------------------------------------------------------
 
-// With a microphone there is nothing to do but to take each chunk's signal.
+// A microphone needs nothing of this thread, so that it sleeps to its end instead of waking up for each chunk.
 bool AudioCaptureMac::AudioThreadCB(void *self, CRVThread *thread) {
    AudioCaptureMac *const capture = Object(self);
-   if (capture->mImportFile.IsReading()) {
-      capture->CopyAudioFromFile();
-   }
-   if (const HANDLE notification = thread->GetNotifEvent(); notification != nullptr) {
-      WaitForSingleObject(notification, INFINITE);
-   } else {
+   const HANDLE notification = thread->GetNotifEvent();
+   if (!capture->mImportFile.IsReading() || notification == nullptr) {
       thread->WaitForExitEvent();
+      return true;
    }
+   capture->CopyAudioFromFile();
+   WaitForSingleObject(notification, INFINITE);
    return true;
 }
 

@@ -68,7 +68,7 @@ public:
    /// when the queue has no room. Required: the second form is stamped with the time now.
    [[nodiscard]] bool CopyRecordedData(const char **data, size_t bytes);
    [[nodiscard]] bool CopyRecordedData(const char **data, size_t dbytes, const char *cache, size_t cbytes);
-   /// Wakes the service thread and the client, or, while Close is under way, Close alone.
+   /// Signals the service thread and the client, or, while Close is under way, Close alone.
    void SendNotifs();
 
 private:
