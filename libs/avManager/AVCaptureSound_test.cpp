@@ -8,8 +8,9 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include <memory>
+#include <algorithm>
 #include <string>
+#include <tuple>
 
 // The audio half of the capture object.
 

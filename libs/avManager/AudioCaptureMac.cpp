@@ -9,6 +9,7 @@
 #include "libs/utils/SampleMeta.h"
 #include "osal/SchedulePoint.h"
 
+#include <algorithm>
 #include <cassert>
 
 namespace {
@@ -21,6 +22,7 @@ constexpr const char *kPrefDev =
    "bool AudioCaptureMac::GetWaveIdForPrefDev(std::string &, MMDev::DeviceInfo &, uint32_t &)";
 constexpr const char *kDestructor = "virtual AudioCaptureMac::~AudioCaptureMac()";
 constexpr int32_t kReservedSlots = 1;
+constexpr uint32_t kLongestWaitMS = 2000;
 
 AudioCaptureMac *Object(void *obj) {
    return static_cast<AudioCaptureMac *>(obj);
@@ -208,7 +210,7 @@ bool AudioCaptureMac::Close() {
    // For a file too: its thread is out of the file and the queue before they go, and the next open starts it anew.
    (void)mAudioThread.StopThread(INFINITE);
    mRecording = false;
-   (void)WaitForSingleObject(mCloseEvent, mChunkDurationMS * 2);
+   (void)WaitForSingleObject(mCloseEvent, std::min(mChunkDurationMS * 2, kLongestWaitMS));
    mClientEvent = nullptr;
    CloseHandle(mCloseEvent.exchange(nullptr));
    mExportFile.CloseFile();

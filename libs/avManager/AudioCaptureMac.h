@@ -18,7 +18,8 @@
 /// Owner and threads: as AudioCaptureBase; chunks come on the delivery thread, or from "AudioCaptureMac", the service
 /// thread, when a file is the source. Locks: none. mActiveCount is what they share with the control thread: 1 while
 /// open. Close makes it 0 first, from then on a delivery tells mCloseEvent only; then it ends deliveries and the
-/// thread, and waits for mCloseEvent, so that none is inside when the client's event goes. Life cycle:
+/// thread, and waits for mCloseEvent, for two chunks' length and 2 seconds at most, so that none is inside when the
+/// client's event goes. Life cycle:
 ///
 /// | State                | mRecording | mImportFile | mActiveCount | Entered by                           |
 /// |----------------------|------------|-------------|--------------|--------------------------------------|

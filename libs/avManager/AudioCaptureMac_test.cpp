@@ -379,6 +379,16 @@ TEST_F(AudioCaptureMacTest, CloseGivesADeliveryInFlightTwoChunksTime) {
    EXPECT_EQ(time.monotonicNs() - before, 2 * kChunkMS * 1'000'000ULL);
 }
 
+TEST_F(AudioCaptureMacTest, NoChunkIsSoLongThatCloseWaitsForMoreThanTwoSeconds) {
+   AudioCaptureMac capture;
+   prefs.mChunkMS = 60000;
+   prefs.mQueueBuffers = 2;
+   ASSERT_TRUE(capture.Open(prefs, &clock));
+   const uint64_t before = time.monotonicNs();
+   EXPECT_TRUE(capture.Close());
+   EXPECT_EQ(time.monotonicNs() - before, 2'000'000'000ULL);
+}
+
 TEST_F(AudioCaptureMacTest, ADeliveryDuringCloseWakesCloseAlone) {
    AudioCaptureMac capture;
    ASSERT_TRUE(capture.Open(prefs, &clock));
