@@ -24,13 +24,17 @@
 #include <spa/param/audio/format-utils.h>
 #endif
 
+#include <chrono>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <ctime>
+#include <functional>
 #include <memory>
+#include <semaphore>
 #include <string>
 #include <thread>
+#include <utility>
 #include <vector>
 
 namespace {
@@ -243,11 +247,14 @@ double OurConsumer() {
    return percent;
 }
 
-// The least that any program pays: a stream that copies what comes, and hands it to nobody.
+using Deliveries = std::counting_semaphore<>;
+
+// The least that any program pays: a stream that copies what comes, and hands it to nobody, or wakes a reader.
 class BareStream {
 public:
-   BareStream()
-       : mLoop(pw_thread_loop_new("bare", nullptr)) {
+   explicit BareStream(Deliveries *reader = nullptr)
+       : mReader(reader)
+       , mLoop(pw_thread_loop_new("bare", nullptr)) {
       static const pw_stream_events events = [] {
          pw_stream_events made{};
          made.version = PW_VERSION_STREAM_EVENTS;
@@ -292,11 +299,15 @@ private:
             std::memcpy(mBytes, data.data, data.chunk->size);
             benchmark::DoNotOptimize(mBytes);
             ++mBuffers;
+            if (mReader != nullptr) {
+               mReader->release();
+            }
          }
          pw_stream_queue_buffer(mStream, buffer);
       }
    }
 
+   Deliveries *const mReader;
    pw_thread_loop *const mLoop;
    pw_stream *mStream = nullptr;
    char mBytes[32768] = {};
@@ -307,6 +318,16 @@ double BareConsumer() {
    const BareStream stream;
    return CpuPercent([](double until) {
       std::this_thread::sleep_for(std::chrono::duration<double>(until - Seconds(CLOCK_MONOTONIC)));
+   });
+}
+
+double BareReader() {
+   Deliveries delivered(0);
+   const BareStream stream(&delivered);
+   return CpuPercent([&](double until) {
+      while (Seconds(CLOCK_MONOTONIC) < until) {
+         (void)delivered.try_acquire_for(std::chrono::milliseconds(100));
+      }
    });
 }
 
@@ -324,7 +345,7 @@ void MeasureConsumer(bench::Report *report) {
    report->Run({.name = "e2e.audio",
                 .unit = "%",
                 .ours = OurConsumer,
-                .peers = {{"bare PipeWire stream", BareConsumer}},
+                .peers = {{"bare PipeWire stream", BareConsumer}, {"the same, waking a reader", BareReader}},
                 .rounds = 9});
 }
 
