@@ -7,6 +7,7 @@
 #include "osal/unavailable/UnavailableDevices.h"
 #include "osal/unavailable/UnavailablePreferences.h"
 #if defined(__APPLE__)
+#include "osal/apple/AppleCapture.h"
 #include "osal/apple/AppleDevices.h"
 #include "osal/apple/ApplePreferences.h"
 #else
@@ -43,6 +44,8 @@ std::unique_ptr<Devices> MakeNativeDevices() {
 std::unique_ptr<Capture> MakeNativeCapture() {
 #if defined(MAVR_HAVE_PIPEWIRE)
    return MakePipewireCapture();
+#elif defined(__APPLE__)
+   return MakeAppleCapture();
 #else
    return MakeUnavailableCapture(
       Status::Error(ENOSYS, "this build can't capture from the machine's own devices; MAVR_OSAL=simulated can"));

@@ -96,6 +96,7 @@ TEST(CoreFoundationTextTest, TextsReadBackOfEveryLength) {
 }
 
 TEST(CoreFoundationTextTest, AReferenceIsCountedOnceForEachOwner) {
+   fakes::AwaitIdleQueues();
    {
       const CFOwned<CFStringRef> one = MakeCFString("text");
       CFOwned<CFStringRef> two = one;

@@ -4,6 +4,8 @@
 #include "osal/Threads.h"
 #include "osal/common/LabelledQueue.h"
 
+#include <pthread.h>
+
 #include <utility>
 
 namespace osal {
@@ -13,10 +15,28 @@ thread_local const void *tGroupInCall = nullptr;
 // Not by its address, which the next queue may get when this one is gone.
 thread_local std::weak_ptr<LabelledQueue> tNamedAfter;
 
+/// The thread has another name for the length of a scope.
+class BorrowedThread {
+public:
+   explicit BorrowedThread(const std::string &name) {
+      if (pthread_getname_np(pthread_self(), mFormer, sizeof(mFormer)) != 0) {
+         mFormer[0] = '\0';
+      }
+      setThreadName(name.c_str());
+   }
+   ~BorrowedThread() { setThreadName(mFormer); }
+   BorrowedThread(const BorrowedThread &) = delete;
+   BorrowedThread &operator=(const BorrowedThread &) = delete;
+
+private:
+   char mFormer[64] = ""; // as long as names are anywhere
+};
+
 } // namespace
 
-DelegateGate::DelegateGate(std::shared_ptr<const CaptureConnection> connection)
-    : mConnection(std::move(connection)) {}
+DelegateGate::DelegateGate(std::shared_ptr<const CaptureConnection> connection, Threads threads)
+    : mConnection(std::move(connection))
+    , mThreads(threads) {}
 
 bool DelegateGate::IsInCallOf(const void *group) {
    return group != nullptr && tGroupInCall == group;
@@ -83,12 +103,20 @@ bool DelegateGate::Deliver(const Ref<SampleBuffer> &buffer) {
    const std::shared_ptr<LabelledQueue> queue = mQueue;
    lock.unlock();
 
+   if (mThreads == Threads::Borrowed) {
+      const BorrowedThread named(queue->label());
+      return DeliverOn(queue, buffer);
+   }
    NameThread(queue);
+   return DeliverOn(queue, buffer);
+}
+
+bool DelegateGate::DeliverOn(const std::shared_ptr<LabelledQueue> &queue, const Ref<SampleBuffer> &buffer) {
    schedulePoint();
    const std::lock_guard<std::mutex> turn(queue->Turn());
    schedulePoint();
 
-   lock.lock();
+   Lock lock(mMutex);
    if (!mIsOpen || mDelegate == nullptr || mQueue != queue) {
       return false;
    }

@@ -23,7 +23,10 @@ class LabelledQueue;
 /// the turn of the serial queue during one. Life cycle: closed -> open -> closed ...; no allocation after it was made.
 class DelegateGate {
 public:
-   explicit DelegateGate(std::shared_ptr<const CaptureConnection> connection);
+   /// Whether delivery threads are the backend's own, which keep the label as their name, or the system's, which get
+   /// their former name back after each call.
+   enum class Threads { Own, Borrowed };
+   explicit DelegateGate(std::shared_ptr<const CaptureConnection> connection, Threads threads = Threads::Own);
 
    /// Whether this thread is in a delegate call of `group`.
    [[nodiscard]] static bool IsInCallOf(const void *group);
@@ -52,8 +55,10 @@ private:
    void AwaitEndOfCall(Lock *lock);
    void NoteTaken();
    void NameThread(const std::shared_ptr<LabelledQueue> &queue);
+   bool DeliverOn(const std::shared_ptr<LabelledQueue> &queue, const Ref<SampleBuffer> &buffer);
 
    const std::shared_ptr<const CaptureConnection> mConnection;
+   const Threads mThreads;
    std::atomic<bool> mDiscardsLate{false};
    std::atomic<bool> mIsTaken{false};
    std::mutex mMutex;

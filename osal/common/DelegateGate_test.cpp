@@ -1,5 +1,6 @@
 #include "osal/common/DelegateGate.h"
 
+#include "osal/Threads.h"
 #include "osal/common/BasicParts.h"
 #include "osal/common/LabelledQueue.h"
 #include "osal/common/SoundBuffer.h"
@@ -8,6 +9,8 @@
 #include <gtest/gtest.h>
 
 #include <functional>
+#include <pthread.h>
+#include <string>
 #include <thread>
 
 namespace osal {
@@ -25,21 +28,49 @@ public:
    }
 };
 
+std::string ThreadName() {
+   char name[64] = "";
+   pthread_getname_np(pthread_self(), name, sizeof(name));
+   return name;
+}
+
 struct Gate {
    std::shared_ptr<BasicConnection> connection = std::make_shared<BasicConnection>(MediaType::Video);
-   DelegateGate gate{connection};
+   DelegateGate gate;
    std::shared_ptr<LabelledQueue> queue = std::make_shared<LabelledQueue>("Queue");
    std::shared_ptr<SampleBufferPool> pool = std::make_shared<SampleBufferPool>();
    Ref<SampleBuffer> buffer;
    int session = 0;
 
-   Gate() {
+   explicit Gate(DelegateGate::Threads threads = DelegateGate::Threads::Own)
+       : gate(connection, threads) {
       auto sound = std::make_unique<SoundBuffer>();
       EXPECT_TRUE(sound->Allocate(2));
       pool->Add(std::move(sound));
       buffer = Ref<SampleBuffer>::adopt(pool->Take());
    }
 };
+
+TEST(DelegateGate, AThreadOfItsOwnKeepsTheQueuesNameAndABorrowedOneGetsItsOwnBack) {
+   for (const auto threads : {DelegateGate::Threads::Own, DelegateGate::Threads::Borrowed}) {
+      Gate it(threads);
+      Calling delegate;
+      std::string named;
+      delegate.act = [&] {
+         named = ThreadName();
+      };
+      it.gate.SetDelegate(&delegate, it.queue);
+      it.gate.Open(&it.session);
+      std::thread([&] {
+         setThreadName("the system's");
+         for (int i = 0; i < 2; ++i) {
+            EXPECT_TRUE(it.gate.Deliver(it.buffer));
+            EXPECT_EQ(named, "Queue");
+            EXPECT_EQ(ThreadName(), threads == DelegateGate::Threads::Own ? "Queue" : "the system's");
+         }
+      }).join();
+   }
+}
 
 TEST(DelegateGate, ABufferPassesWhenTheGateIsOpenAndThereIsADelegateWithAQueue) {
    Gate it;

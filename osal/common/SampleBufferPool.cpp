@@ -5,6 +5,7 @@
 namespace osal {
 
 void PooledSampleBuffer::disposed() {
+   LetGo();
    // The pool may go with this, its last buffer: nothing of the buffer is touched after GiveBack.
    const std::shared_ptr<SampleBufferPool> home = std::move(mHome);
    home->GiveBack(this);

@@ -23,6 +23,8 @@ public:
    ~PooledSampleBuffer() override = default;
 
 protected:
+   /// Lets go of what the buffer stands for, on the thread of the last release, before it is at home again.
+   virtual void LetGo() {}
    void disposed() final;
 
 private:

@@ -41,6 +41,28 @@ TEST(SampleBufferPool, ABufferComesBackWithItsLastReferenceAndIsTheNextToBeTaken
    EXPECT_EQ(Taken(*pool).get(), address);
 }
 
+TEST(SampleBufferPool, ABufferLetsGoOfWhatItStandsForBeforeItIsAtHome) {
+   struct Standing final : PooledSampleBuffer {
+      std::shared_ptr<int> held;
+      SampleBufferPool *home = nullptr;
+      void LetGo() override {
+         held.reset();
+         EXPECT_EQ(home->Outstanding(), 1u);
+      }
+   };
+   const auto pool = std::make_shared<SampleBufferPool>();
+   auto made = std::make_unique<Standing>();
+   Standing *const standing = made.get();
+   standing->home = pool.get();
+   pool->Add(std::move(made));
+   const auto thing = std::make_shared<int>(1);
+   Ref<SampleBuffer> buffer = Taken(*pool);
+   standing->held = thing;
+   buffer = {};
+   EXPECT_EQ(thing.use_count(), 1);
+   EXPECT_EQ(pool->Outstanding(), 0u);
+}
+
 TEST(SampleBufferPool, NoMoreAreGivenThanAsked) {
    const auto pool = PoolOf(3);
    const Ref<SampleBuffer> one = Taken(*pool);

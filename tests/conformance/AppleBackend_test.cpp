@@ -1,6 +1,8 @@
+#include "osal/apple/AppleCapture.h"
 #include "osal/apple/AppleDevices.h"
 #include "osal/apple/ApplePreferences.h"
 #include "osal/apple/fakes/Fakes.h"
+#include "tests/conformance/CaptureConformance.h"
 #include "tests/conformance/DevicesConformance.h"
 #include "tests/conformance/PreferencesConformance.h"
 
@@ -34,6 +36,19 @@ private:
    const std::unique_ptr<osal::Devices> mDevices = osal::MakeAppleDevices();
 };
 
+class AppleCaptureBackend final : public CaptureBackend {
+public:
+   ~AppleCaptureBackend() override { fakes::ShowDevices({}, {}); }
+   void Show(const Scene &scene) override { ShowOnStandIns(scene); }
+   void Settle() override { fakes::AwaitIdleQueues(); }
+   osal::Capture &Capture() override { return *mCapture; }
+   double ToneHz() const override { return fakes::MicrophoneFacts().toneHz; }
+   double ToneLevel() const override { return fakes::MicrophoneFacts().level; }
+
+private:
+   const std::unique_ptr<osal::Capture> mCapture = osal::MakeAppleCapture();
+};
+
 class ApplePreferenceBackend final : public PreferenceBackend {
 public:
    ~ApplePreferenceBackend() override { fakes::ForgetPreferences(); }
@@ -47,6 +62,13 @@ INSTANTIATE_TEST_SUITE_P(Backends, DevicesConformance,
                                                     [] {
                                                        return std::make_unique<AppleDeviceBackend>();
                                                     }}),
+                         [](const auto &test) { return test.param.name; });
+
+INSTANTIATE_TEST_SUITE_P(Backends, CaptureConformance,
+                         testing::Values(CaptureCase{"apple",
+                                                     [] {
+                                                        return std::make_unique<AppleCaptureBackend>();
+                                                     }}),
                          [](const auto &test) { return test.param.name; });
 
 INSTANTIATE_TEST_SUITE_P(Backends, PreferencesConformance,

@@ -59,6 +59,11 @@ void CaptureConformance::SetUp() {
    mBackend->Show(Full());
 }
 
+size_t CaptureConformance::Threads() {
+   mBackend->Settle();
+   return ThreadCount();
+}
+
 std::shared_ptr<osal::CaptureDeviceInput> CaptureConformance::Input(const std::string &uniqueId, MediaType kind) {
    std::shared_ptr<const osal::CaptureDevice> device;
    Status status = Capture().deviceWithUniqueID(uniqueId, kind, &device);
@@ -132,7 +137,7 @@ TEST_P(CaptureConformance, AnInputNamesItsDeviceAndOthersAreRefused) {
 }
 
 TEST_P(CaptureConformance, PicturesComeInTheAskedFormatAndSizeUntilStopped) {
-   const size_t threadsBefore = ThreadCount();
+   const size_t threadsBefore = Threads();
    Rig rig(Capture(), Input(kCamera, MediaType::Video), MediaType::Video);
    EXPECT_FALSE(rig.session->isRunning());
    rig.collector.LetGo(3);
@@ -306,7 +311,7 @@ TEST_P(CaptureConformance, ARunningSessionFollowsAtTheCommit) {
    const auto output = Capture().makeVideoDataOutput();
    output->setSampleBufferDelegate(&collector, Capture().makeSerialQueue("q"));
    const auto input = Input(kCamera, MediaType::Video);
-   const size_t threads = ThreadCount();
+   const size_t threads = Threads();
    session->beginConfiguration();
    session->addInput(input);
    session->addOutput(output);
@@ -323,7 +328,7 @@ TEST_P(CaptureConformance, ARunningSessionFollowsAtTheCommit) {
 }
 
 TEST_P(CaptureConformance, SettingsThatCannotBeServedFailTheStartAndLeaveTheSessionAsItWas) {
-   const size_t threads = ThreadCount();
+   const size_t threads = Threads();
    Rig rig(Capture(), Input(kMicrophone, MediaType::Audio), MediaType::Audio);
    auto *const audio = dynamic_cast<osal::AudioDataOutput *>(rig.output.get());
    audio->setAudioSettings({FourCC("lpcm"), 0, 1, 16, false, false});
@@ -455,7 +460,7 @@ TEST_P(CaptureConformance, NoCallRunsOrComesOnceTheOutputIsRemovedOrTheSessionSt
 
 TEST_P(CaptureConformance, ADelegateCallMayEndItsOwnDeliveries) {
    for (int way = 0; way < 4; ++way) {
-      const size_t threads = ThreadCount();
+      const size_t threads = Threads();
       Rig rig(Capture(), Input(kCamera, MediaType::Video), MediaType::Video);
       std::atomic<int> calls = 0;
       rig.collector.inCall = [&] {
@@ -499,7 +504,7 @@ TEST_P(CaptureConformance, ASessionCanBeStartedAgain) {
 }
 
 TEST_P(CaptureConformance, DestroyingARunningSessionStopsIt) {
-   const size_t threads = ThreadCount();
+   const size_t threads = Threads();
    Rig rig(Capture(), Input(kCamera, MediaType::Video), MediaType::Video);
    ASSERT_TRUE(rig.session->startRunning().ok());
    ASSERT_TRUE(rig.collector.Await(1));

@@ -5,6 +5,7 @@
 
 #include <gtest/gtest.h>
 
+#include <cstddef>
 #include <functional>
 #include <memory>
 #include <ostream>
@@ -20,6 +21,8 @@ public:
    /// first input are the defaults. Cameras deliver 10 frames a second or more, in any of their sizes that is asked
    /// for; microphones deliver a sine of ToneHz and ToneLevel.
    virtual void Show(const Scene &scene) = 0;
+   /// Returns when threads that what was let go of had borrowed from the system are gone; those of its own are.
+   virtual void Settle() {}
    [[nodiscard]] virtual osal::Capture &Capture() = 0;
    [[nodiscard]] virtual double ToneHz() const = 0;
    [[nodiscard]] virtual double ToneLevel() const = 0; ///< amplitude, 1 is full scale
@@ -40,6 +43,8 @@ protected:
    /// An input for a device of the scene that SetUp shows; null, with a failure, if it can't be had.
    std::shared_ptr<osal::CaptureDeviceInput> Input(const std::string &uniqueId, osal::MediaType kind);
    osal::Capture &Capture() { return mBackend->Capture(); }
+   /// Threads of this process while nothing runs.
+   size_t Threads();
 
    std::unique_ptr<CaptureBackend> mBackend;
 };

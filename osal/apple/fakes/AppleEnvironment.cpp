@@ -12,6 +12,7 @@ public:
    void SetUp() override { fakes::WarmUp(); }
    void TearDown() override {
       fakes::ForgetPreferences();
+      fakes::AwaitIdleQueues();
       EXPECT_EQ(fakes::LiveObjects(), 0u) << "objects of the frameworks that nobody has released";
    }
 };

@@ -52,6 +52,24 @@ void OmitAudioString(uint32_t selector, bool omits);
 /// Every class operation of AVCaptureDevice and its discovery raises while this is set.
 void RaiseAtDevices(bool raises);
 
+/// How AVCaptureSession's start goes: `Fails` is a notification and a session that does not run, `Stalls` does not
+/// return until this is called again.
+enum class Start { Works, Raises, Fails, Stalls };
+void SetStart(Start start);
+/// No session takes an input or output.
+void RefuseMembers(bool refuses);
+/// Every session that runs ends with a runtime error.
+void EndCameraService();
+/// The next so many locks of pixel buffers fail.
+void FailPixelLocks(int count);
+/// Sound comes in two pieces.
+void SplitSound(bool splits);
+/// Buffers without pixels or samples come between the others.
+void SendEmptyBuffers(bool sends);
+
+/// Returns when no queue has work and none is served. Not on a thread that serves one.
+void AwaitIdleQueues();
+
 /// Whether CFPreferencesAppSynchronize reports success.
 void SetPreferencesWritable(bool isWritable);
 /// Forgets every preference domain.
