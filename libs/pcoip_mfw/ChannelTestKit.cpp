@@ -15,6 +15,7 @@ namespace {
 
 WatchedThreads *gWatched = nullptr;
 ObedientHost *gHost = nullptr;
+constexpr size_t kMostWaiting = 1000;
 
 } // namespace
 
@@ -160,7 +161,11 @@ struct ObedientOperations {
    static int32_t Pending(uint32_t handle, uint32_t *outCount) {
       const std::lock_guard<std::mutex> hold(gHost->mLock);
       ++gHost->mPendingQueries;
-      *outCount = static_cast<uint32_t>(gHost->mPipes[handle].datagrams.size());
+      const auto found = gHost->mPipes.find(handle);
+      if (found == gHost->mPipes.end()) {
+         return ObedientHost::kClosedResult;
+      }
+      *outCount = static_cast<uint32_t>(found->second.datagrams.size());
       return 0;
    }
    static int32_t ConnectionState() { return gHost->connectionState; }
@@ -263,8 +268,12 @@ void ObedientHost::OpenFully(size_t count, bool lossy) {
 
 void ObedientHost::Arrive(uint32_t handle, const std::vector<std::string> &datagrams, int64_t toldSize) {
    const std::lock_guard<std::mutex> hold(mLock);
+   Pipe &pipe = mPipes[handle];
+   if (pipe.closed || pipe.datagrams.size() > kMostWaiting) {
+      return;
+   }
    for (const std::string &datagram : datagrams) {
-      mPipes[handle].datagrams.push_back({datagram, toldSize});
+      pipe.datagrams.push_back({datagram, toldSize});
    }
    mChanged.notify_all();
 }
@@ -278,6 +287,7 @@ void ObedientHost::FailReceive(uint32_t handle, int32_t result) {
 int32_t ObedientHost::Receive(uint32_t handle, void *buffer, uint32_t capacity, uint32_t *outSize) {
    std::unique_lock<std::mutex> hold(mLock);
    mCapacities.push_back(capacity);
+   mReadHandles.insert(handle);
    const auto found = mPipes.find(handle);
    if (found == mPipes.end()) {
       return kClosedResult;
@@ -319,9 +329,19 @@ ObedientHost::Opened ObedientHost::AwaitOpened(size_t count) {
    return mOpened[count - 1];
 }
 
+std::optional<ObedientHost::Opened> ObedientHost::LastOpened() const {
+   const std::lock_guard<std::mutex> hold(mLock);
+   return mOpened.empty() ? std::nullopt : std::optional<Opened>(mOpened.back());
+}
+
 void ObedientHost::AwaitReader(uint32_t handle) {
    std::unique_lock<std::mutex> hold(mLock);
    mChanged.wait(hold, [&] { return mPipes[handle].readers > 0 && mPipes[handle].datagrams.empty(); });
+}
+
+bool ObedientHost::WasRead(uint32_t handle) const {
+   const std::lock_guard<std::mutex> hold(mLock);
+   return mReadHandles.count(handle) != 0;
 }
 
 std::vector<ObedientHost::Opened> ObedientHost::AllOpened() const {

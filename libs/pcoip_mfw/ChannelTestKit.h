@@ -11,6 +11,8 @@
 #include <functional>
 #include <map>
 #include <mutex>
+#include <optional>
+#include <set>
 #include <string>
 #include <vector>
 
@@ -112,16 +114,19 @@ public:
    /// handle, and with `lossy` the other, is being read.
    void OpenFully(size_t count, bool lossy = false);
    /// Puts datagrams into a handle's queue, all at once; the size told to the reader may be another than the data's.
+   /// Nothing for a handle that is closed, or that has a thousand waiting.
    void Arrive(uint32_t handle, const std::vector<std::string> &datagrams, int64_t toldSize = -1);
    void FailReceive(uint32_t handle, int32_t result);
 
    // ---- What has happened ----
    Opened AwaitOpened(size_t count);
+   [[nodiscard]] std::optional<Opened> LastOpened() const;
    void AwaitReader(uint32_t handle); ///< a thread is waiting for a datagram of it
    [[nodiscard]] std::vector<Opened> AllOpened() const;
    [[nodiscard]] std::vector<ClosedCall> AllClosed() const;
    [[nodiscard]] std::vector<Sent> AllSent() const;
    [[nodiscard]] int PendingQueries() const;
+   [[nodiscard]] bool WasRead(uint32_t handle) const;
    [[nodiscard]] std::vector<uint32_t> Capacities() const; ///< of all receives
    [[nodiscard]] std::vector<uint64_t> Unregistered() const;
    [[nodiscard]] size_t StillOpen() const; ///< handles that nobody has closed
@@ -152,6 +157,7 @@ private:
    std::vector<uint32_t> mCapacities;
    std::vector<uint64_t> mUnregistered;
    std::map<uint32_t, Pipe> mPipes;
+   std::set<uint32_t> mReadHandles;
    int mPendingQueries = 0;
    uint32_t mNextHandle = 100;
 };

@@ -9,6 +9,7 @@
 #include "libs/pcoip_mfw/pcoip_channel.h"
 #include "libs/pcoip_mfw/pcoip_mfw.h"
 
+#include "osal/Clock.h"
 #include "osal/SchedulePoint.h"
 #include "osal/WaitWord.h"
 
@@ -98,7 +99,7 @@ bool pcoip_channel::EnterRun() {
          const ScopedUnlock whileWaiting(mLock);
          while (const uint32_t threads = mRunThreads.load()) {
             osal::schedulePoint();
-            osal::waitword::waitWhile(mRunThreads, threads);
+            osal::Clock::current().waitWhile(mRunThreads, threads, osal::Clock::kNoDeadline);
          }
       }
       mRunWaits = false;
@@ -217,6 +218,17 @@ void pcoip_channel::RecvLoop(Which which) {
    }
 }
 
+// In the middle of a batch the channel may be closed already. No handle is none to wait on.
+inline bool pcoip_channel::Receive(const Source &source, uint8_t *to, uint32_t &outSize) {
+   const uint32_t handle = source.handle.load(std::memory_order_acquire);
+   if (handle == kPcoipNoHandle) {
+      return false;
+   }
+   outSize = 0;
+   const int32_t result = source.receive(handle, to, source.most, &outSize, kPcoipNoTimeout);
+   return result == 0 && outSize <= source.most ? true : ReceiveFailed(result, outSize, source.most);
+}
+
 // Waits for one datagram and takes those that wait behind it, up to the capacity: a burst costs one pending query. The
 // data handed out begins with the room in front of the datagram. False when the channel is closed now.
 bool pcoip_channel::ReadBatch(const Source &source) {
@@ -246,18 +258,11 @@ bool pcoip_channel::ReadBatch(const Source &source) {
    }
 }
 
-bool pcoip_channel::Receive(const Source &source, uint8_t *to, uint32_t &outSize) {
-   outSize = 0;
-   const int32_t result =
-      source.receive(source.handle.load(std::memory_order_acquire), to, source.most, &outSize, kPcoipNoTimeout);
-   if (result == 0 && outSize <= source.most) {
-      return true;
-   }
+bool pcoip_channel::ReceiveFailed(int32_t result, uint32_t size, uint32_t most) {
    if (result != 0) {
       corelogger::LogDebug("pcoip_vchan_recv FAILED result %d", result);
    } else {
-      corelogger::LogError("pcoip_vchan_recv returned %u bytes where %u fit, channel %s", outSize, source.most,
-                           ShownName());
+      corelogger::LogError("pcoip_vchan_recv returned %u bytes where %u fit, channel %s", size, most, ShownName());
    }
    osal::schedulePoint();
    CloseLocked();

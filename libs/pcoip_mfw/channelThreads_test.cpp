@@ -354,6 +354,18 @@ TEST_F(ReadingTest, CallbackThatThrowsClosesTheChannel) {
    }
 }
 
+TEST_F(ReadingTest, ChannelThatIsClosedInTheMiddleOfABatchIsNotWaitedFor) {
+   KeepingEndpoint endpoint("closed");
+   OpenOnAgent(endpoint);
+   endpoint.onData = [&](uint8_t *, uint32_t) {
+      endpoint.Stop();
+   };
+   host.Arrive(host.AllOpened()[0].handle, Numbered(3));
+   threads.AwaitNone();
+   EXPECT_EQ(endpoint.Data(), Numbered(1));
+   EXPECT_FALSE(host.WasRead(kPcoipNoHandle));
+}
+
 TEST_F(ReadingTest, CallbackMaySendStopAndStart) {
    KeepingEndpoint endpoint("calls");
    OpenOnAgent(endpoint);

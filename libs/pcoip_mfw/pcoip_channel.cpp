@@ -85,6 +85,12 @@ ChannelRef pcoip_channel::FindLive(void *userData) {
    return ChannelRef(channel);
 }
 
+size_t pcoip_channel::CountLive() {
+   LiveChannels &live = Live();
+   const std::lock_guard<std::mutex> hold(live.lock);
+   return live.channels.size();
+}
+
 // ---- Open, close, send ----------------------------------------------------------------------------------------------
 
 bool pcoip_channel::openChannel() {
@@ -139,17 +145,17 @@ void pcoip_channel::CloseLocked() {
 // since the opening.
 bool pcoip_channel::Send(const void *data, uint32_t size, bool lossy) {
    const PcoipHostTable *const host = mfwHost.load(std::memory_order_acquire);
-   const uint32_t reliableHandle = mChannelHandle.load();
-   const uint32_t lossyHandle = mUchanHandle.load();
-   const bool asLossy = lossy && IsLossy() && lossyHandle != kPcoipNoHandle;
-   const uint32_t most = std::max(asLossy ? mMaxUdgram.load() : mMaxDgram.load(), 1U);
+   const uint32_t reliableHandle = mChannelHandle.load(std::memory_order_acquire);
+   const uint32_t lossyHandle = lossy && IsLossy() ? mUchanHandle.load(std::memory_order_acquire) : kPcoipNoHandle;
+   const bool asLossy = lossyHandle != kPcoipNoHandle;
+   const uint32_t handle = asLossy ? lossyHandle : reliableHandle;
+   const auto send = asLossy ? host->pcoip_vchan_usend : host->pcoip_vchan_send;
+   const uint32_t timeout = mSendTimeout.load(std::memory_order_relaxed);
+   const uint32_t most = std::max((asLossy ? mMaxUdgram : mMaxDgram).load(std::memory_order_relaxed), 1U);
    const auto *at = static_cast<const uint8_t *>(data);
    for (uint32_t left = size; left > 0;) {
       const uint32_t chunk = std::min(left, most);
-      const uint32_t timeout = mSendTimeout.load(std::memory_order_relaxed);
-      const int32_t result = asLossy ? host->pcoip_vchan_usend(lossyHandle, at, chunk, timeout)
-                                     : host->pcoip_vchan_send(reliableHandle, at, chunk, timeout);
-      if (result != 0) {
+      if (const int32_t result = send(handle, at, chunk, timeout); result != 0) {
          return SendFailed(result, asLossy, reliableHandle);
       }
       at += chunk;

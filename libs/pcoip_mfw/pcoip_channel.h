@@ -73,6 +73,9 @@ public:
    /// the channel is closed). True for nothing.
    [[nodiscard]] bool Send(const void *data, uint32_t size, bool lossy);
 
+   /// How many channels exist in this process.
+   [[nodiscard]] static size_t CountLive();
+
    [[nodiscard]] const char *Name() const { return mName.Text(); }
    /// The name as logs show it.
    [[nodiscard]] const char *ShownName() const { return mShownName.Text(); }
@@ -116,6 +119,7 @@ private:
    [[nodiscard]] Source SourceOf(Which which) const;
    [[nodiscard]] bool ReadBatch(const Source &source);
    [[nodiscard]] bool Receive(const Source &source, uint8_t *to, uint32_t &outSize);
+   [[nodiscard]] bool ReceiveFailed(int32_t result, uint32_t size, uint32_t most);
 
    [[nodiscard]] bool SendFailed(int32_t result, bool lossy, uint32_t reliableHandle);
 

@@ -69,11 +69,11 @@ void pcoip_mfw::EndCallbacks() {
    if (mChannel == nullptr || mEnded) {
       return;
    }
-   mEnded = true;
    corelogger::LogDebug("remove of pcoip_mfw %s", mChannel->Name());
    mfw::RemoveEndpoint(*this);
    {
       const CORE::coresync hold(mChannel->mLock);
+      mEnded = true;
       Sleep(0);
       mChannel->mOwner.store(&mfwDummy());
       osal::schedulePoint();
@@ -97,6 +97,10 @@ bool pcoip_mfw::Start(bool lossy, uint32_t sendTimeout) {
    if (channel.IsStarted()) {
       corelogger::LogDebug("[%s - Start] already started. Exiting", name);
       return true;
+   }
+   if (mEnded) { // in a callback that the destructor waits for: nobody would close it any more
+      corelogger::LogDebug("[%s - Start] endpoint is going. Exiting", name);
+      return false;
    }
    if (channel.mOpenEvent == nullptr) {
       corelogger::LogError("[%s - Start] FAILED to create event", name);
@@ -135,6 +139,14 @@ void pcoip_mfw::GotDataLossy(uint32_t /*session*/, uint8_t * /*data*/, uint32_t 
 
 void pcoip_mfw::ChannelEvent(uint32_t /*session*/, uint32_t /*code*/) {}
 
+inline bool pcoip_mfw::SendAs(uint32_t session, const void *data, uint32_t size, bool lossy) {
+   if (mChannel == nullptr) {
+      return false;
+   }
+   const bool fits = mChannel->CurrentState() == pcoip_channel::Open && session == mChannel->Session();
+   return fits && (data != nullptr || size == 0) ? mChannel->Send(data, size, lossy) : SendRefused(session, size);
+}
+
 bool pcoip_mfw::SendData(uint32_t session, const void *data, uint32_t size) {
    return SendAs(session, data, size, false);
 }
@@ -143,26 +155,19 @@ bool pcoip_mfw::SendDataLossy(uint32_t session, const void *data, uint32_t size)
    return SendAs(session, data, size, true);
 }
 
-bool pcoip_mfw::SendAs(uint32_t session, const void *data, uint32_t size, bool lossy) {
-   if (mChannel == nullptr) {
-      return false;
-   }
+// Says why, as far as it still holds.
+bool pcoip_mfw::SendRefused(uint32_t session, uint32_t size) {
    if (const int32_t state = mChannel->CurrentState(); state != pcoip_channel::Open) {
       corelogger::LogDebug("states: pending=%u, open=%u, closed=%u", uint32_t{pcoip_channel::OpenPending},
                            uint32_t{pcoip_channel::Open}, uint32_t{pcoip_channel::Closed});
       corelogger::LogDebug("SendData called in bad state, state=%u (0x%p)", static_cast<uint32_t>(state),
                            static_cast<void *>(this));
-      return false;
-   }
-   if (session != mChannel->Session()) {
+   } else if (session != mChannel->Session()) {
       corelogger::LogDebug("SendData called for invalid session, got=%u, expected=%u", session, mChannel->Session());
-      return false;
-   }
-   if (data == nullptr && size != 0) {
+   } else {
       corelogger::LogError("SendData called without data, size=%u (0x%p)", size, static_cast<void *>(this));
-      return false;
    }
-   return mChannel->Send(data, size, lossy);
+   return false;
 }
 
 void pcoip_mfw::SetGotDataOptions(uint32_t recvHeader, uint32_t recvTrailer) {

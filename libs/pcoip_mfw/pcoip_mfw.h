@@ -85,6 +85,7 @@ protected:
 
 private:
    [[nodiscard]] bool SendAs(uint32_t session, const void *data, uint32_t size, bool lossy);
+   bool SendRefused(uint32_t session, uint32_t size);
 
    pcoip_channel *mChannel = nullptr; // owned by a reference
    bool mEnded = false;               // EndCallbacks has run

@@ -365,6 +365,27 @@ TEST_F(EndpointTest, DestructorWaitsForACallbackThatIsRunning) {
    EXPECT_FALSE(goneInside);
 }
 
+TEST_F(EndpointTest, CallbackThatTheDestructorWaitsForCannotStartTheChannelAgain) {
+   auto endpoint = std::make_unique<KeepingEndpoint>("TLV busy");
+   OpenOnAgent(*endpoint);
+   std::atomic<bool> inside{false};
+   endpoint->onData = [&, going = endpoint.get()](uint8_t *, uint32_t) {
+      inside = true;
+      while (!log.Saw(logger::DEBUG, "stop of virtual channel %s", "ZTH busy")) {
+         std::this_thread::yield();
+      }
+      EXPECT_FALSE(going->Start(false, 1));
+   };
+   host.Arrive(host.AllOpened()[0].handle, {"one"});
+   while (!inside) {
+      std::this_thread::yield();
+   }
+   endpoint.reset();
+   threads.AwaitNone();
+   EXPECT_TRUE(log.Saw(logger::DEBUG, "[%s - Start] endpoint is going. Exiting", "TLV busy")) << log.Dump();
+   EXPECT_EQ(host.StillOpen(), 0U);
+}
+
 /// Destroys itself in its callback.
 class ShortLived final : public pcoip_mfw {
 public:
