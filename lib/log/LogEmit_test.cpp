@@ -13,8 +13,6 @@ class LogEmit : public LogFixture {
 protected:
    void Attach() { ASSERT_TRUE(Log_AddOutput(&capture)); }
    std::string LastText() const { return capture.lines.empty() ? "" : capture.lines.back().text; }
-
-   CaptureOutput capture;
 };
 
 // The compiler does not know "%m" and would warn.

@@ -93,20 +93,6 @@ protected:
       EXPECT_TRUE(started || CountDescriptors() == before) << "a descriptor is left";
       return started;
    }
-   // Attached last, so that it shows the early ring of a start that has failed.
-   CaptureOutput &Captured() {
-      if (capture.starts == 0) {
-         EXPECT_TRUE(Log_AddOutput(&capture));
-      }
-      return capture;
-   }
-   LogFileOutput *StartDue(const std::vector<std::string> &keys = {}) {
-      std::vector<std::string> all = {"log.rotateSize=100000"};
-      all.insert(all.end(), keys.begin(), keys.end());
-      LogFileOutput *const file = AsFile(StartFile(path, all));
-      file->fileSize = 100001;
-      return file;
-   }
    // Every file of the folder, one behind the other.
    std::string All() const {
       std::string all;
@@ -117,8 +103,6 @@ protected:
    }
 
    static inline const LogFileSystem kWorking = gLogFileSystem;
-   std::string path = folder / "my.log";
-   CaptureOutput capture;
 };
 
 /// While it lives, a test of the superuser has the rights of nobody.

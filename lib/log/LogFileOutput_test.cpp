@@ -36,7 +36,6 @@ private:
 
 class LogFileOutputTest : public LogFixture {
 protected:
-   std::string path = folder / "my.log";
    std::string Content() const { return kit::ReadFile(path); }
 };
 

@@ -17,25 +17,7 @@ namespace {
 
 class LogFileStart : public LogFixture {
 protected:
-   // Attached last, so that it shows the early ring of a start that has failed.
-   CaptureOutput &Captured() {
-      if (capture.starts == 0) {
-         EXPECT_TRUE(Log_AddOutput(&capture));
-      }
-      return capture;
-   }
-   // A file output that rotates at the next line.
-   LogFileOutput *StartDue(const std::vector<std::string> &keys = {}) {
-      std::vector<std::string> all = {"log.rotateSize=100000"};
-      all.insert(all.end(), keys.begin(), keys.end());
-      LogFileOutput *const file = AsFile(StartFile(path, all));
-      file->fileSize = 100001;
-      return file;
-   }
    size_t CountRotations() { return CountOf(Captured().Dump(), "LogRotation: Rotating"); }
-
-   std::string path = folder / "my.log";
-   CaptureOutput capture;
 };
 
 } // namespace

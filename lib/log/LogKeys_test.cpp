@@ -51,7 +51,6 @@ protected:
    void TearDown() override { Log_ReleaseOutput(mOutput); }
    void Put(const char *key, const char *value) { Dict_SetString(dictionary, value, key); }
 
-   CaptureOutput capture;
    Dictionary *dictionary = Dictionary_Create();
 
 private:
@@ -292,15 +291,15 @@ TEST_F(LogKeysTest, StartsOnAGivenPath) {
 }
 
 TEST_F(LogKeysTest, KeepsTheLastWordsOfAPanic) {
-   const std::string path = folder / "panic.log";
+   const std::string file = folder / "panic.log";
    EXPECT_DEATH(
       {
-         Log_StartWithPath(nullptr, nullptr, path.c_str());
+         Log_StartWithPath(nullptr, nullptr, file.c_str());
          Panic("the last words %d\n", 7);
       },
       "the last words 7");
-   EXPECT_EQ(CountOf(kit::ReadFile(path), "Cr(01) "), 1U);
-   EXPECT_EQ(CountOf(kit::ReadFile(path), " the last words 7\n"), 1U);
+   EXPECT_EQ(CountOf(kit::ReadFile(file), "Cr(01) "), 1U);
+   EXPECT_EQ(CountOf(kit::ReadFile(file), " the last words 7\n"), 1U);
 }
 
 TEST_F(LogKeysTest, HandsThePanicTextToEveryOutput) {

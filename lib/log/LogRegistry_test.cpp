@@ -179,7 +179,6 @@ TEST_F(LogRegistryTest, MergesNoFileIntoItself) {
 }
 
 TEST_F(LogRegistryTest, SaysWhatCannotBeMerged) {
-   CaptureOutput capture;
    LogOutput *const output = StartFile(folder / "new.log");
    ASSERT_TRUE(Log_AddOutput(&capture));
    Log_Info("kept");

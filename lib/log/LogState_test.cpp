@@ -23,7 +23,6 @@ std::atomic<void (*)()> gOnAllocation{nullptr}; // called once, at the next allo
 
 class LogStateTest : public LogFixture {
 protected:
-   std::string path = folder / "my.log";
 };
 
 void LogFromHandler(int) {

@@ -147,20 +147,20 @@ protected:
    }
    ~LogFixture() override { Log_Stop(); }
 
-   /// Attaches a file output on `path` whose keys are `keys`, "key=value" each; null when it cannot start.
-   LogOutput *StartFile(const std::string &path, const std::vector<std::string> &keys = {}) {
-      LogOutput *const output = CreateFile(path, keys);
+   /// Attaches a file output on `name` whose keys are `keys`, "key=value" each; null when it cannot start.
+   LogOutput *StartFile(const std::string &name, const std::vector<std::string> &keys = {}) {
+      LogOutput *const output = CreateFile(name, keys);
       if (output != nullptr && !Log_AddOutput(output)) {
          Log_ReleaseOutput(output);
          return nullptr;
       }
       return output;
    }
-   /// The same, unattached. An empty path: the default name.
-   static LogOutput *CreateFile(const std::string &path, const std::vector<std::string> &keys = {}) {
+   /// The same, unattached. An empty name: the default name.
+   static LogOutput *CreateFile(const std::string &name, const std::vector<std::string> &keys = {}) {
       Dictionary *const dictionary = Dictionary_Create();
-      if (!path.empty()) {
-         Dict_SetString(dictionary, path.c_str(), "log.fileName");
+      if (!name.empty()) {
+         Dict_SetString(dictionary, name.c_str(), "log.fileName");
       }
       for (const std::string &key : keys) {
          const size_t equals = key.find('=');
@@ -171,8 +171,25 @@ protected:
       return output;
    }
    static LogFileOutput *AsFile(LogOutput *output) { return static_cast<LogFileOutput *>(output); }
+   /// A file output on `path` that rotates at the next line.
+   LogFileOutput *StartDue(const std::vector<std::string> &keys = {}) {
+      std::vector<std::string> all = {"log.rotateSize=100000"};
+      all.insert(all.end(), keys.begin(), keys.end());
+      LogFileOutput *const file = AsFile(StartFile(path, all));
+      file->fileSize = 100001;
+      return file;
+   }
+   /// What comes from now on, and the early ring of a start that has failed: attached at the first call.
+   CaptureOutput &Captured() {
+      if (capture.starts == 0) {
+         EXPECT_TRUE(Log_AddOutput(&capture));
+      }
+      return capture;
+   }
 
    kit::TempDir folder;
+   std::string path = folder / "my.log";
+   CaptureOutput capture;
    kit::ManualClock clock;
 };
 

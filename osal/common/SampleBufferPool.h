@@ -46,6 +46,19 @@ public:
    /// Throws std::bad_alloc without memory.
    void Add(std::unique_ptr<PooledSampleBuffer> buffer);
 
+   /// kBuffers of a kind, each made by Buffer::Allocate(most). False when one can't have its memory.
+   template <typename Buffer, typename Most>
+   [[nodiscard]] bool Fill(const Most &most) {
+      for (size_t i = 0; i < kBuffers; ++i) {
+         auto buffer = std::make_unique<Buffer>();
+         if (!buffer->Allocate(most)) {
+            return false;
+         }
+         Add(std::move(buffer));
+      }
+      return true;
+   }
+
    /// The buffer that came back last, with one reference that the caller owns; its content is what it was. Null when
    /// `most` or all are out: the next that comes back then raises Signal().
    [[nodiscard]] PooledSampleBuffer *Take(size_t most = SIZE_MAX);

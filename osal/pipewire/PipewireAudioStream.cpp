@@ -44,14 +44,7 @@ private:
    bool MakePool() {
       try {
          mPool = std::make_shared<SampleBufferPool>();
-         for (size_t i = 0; i < SampleBufferPool::kBuffers; ++i) {
-            auto sound = std::make_unique<SoundBuffer>();
-            if (!sound->Allocate(kDeliveryBytes)) {
-               return false;
-            }
-            mPool->Add(std::move(sound));
-         }
-         return true;
+         return mPool->Fill<SoundBuffer>(kDeliveryBytes);
       } catch (const std::bad_alloc &) {
          return false;
       }

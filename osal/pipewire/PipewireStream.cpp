@@ -5,6 +5,7 @@
 #include "osal/pipewire/PipewireSocket.h"
 
 #include <cerrno>
+#include <chrono>
 #include <string>
 #include <system_error>
 
@@ -22,9 +23,8 @@ Status LibraryTrouble(const char *what) {
 
 // PipeWire's time is the system's, whatever clock a test has put in force.
 uint64_t NowNs() {
-   timespec now{};
-   clock_gettime(CLOCK_MONOTONIC, &now);
-   return static_cast<uint64_t>(now.tv_sec) * 1'000'000'000 + static_cast<uint64_t>(now.tv_nsec);
+   const auto now = std::chrono::steady_clock::now().time_since_epoch();
+   return static_cast<uint64_t>(std::chrono::nanoseconds(now).count());
 }
 
 } // namespace

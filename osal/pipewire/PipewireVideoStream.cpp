@@ -179,12 +179,8 @@ private:
    bool MakePool() {
       try {
          auto pool = std::make_shared<SampleBufferPool>();
-         for (size_t i = 0; i < SampleBufferPool::kBuffers; ++i) {
-            auto frame = std::make_unique<FrameBuffer>();
-            if (!frame->Allocate(mPicture.size)) {
-               return false;
-            }
-            pool->Add(std::move(frame));
+         if (!pool->Fill<FrameBuffer>(mPicture.size)) {
+            return false;
          }
          mPool = std::move(pool);
          return true;

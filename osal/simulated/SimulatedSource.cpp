@@ -33,14 +33,7 @@ public:
       if (FrameBuffer::Bytes(largest) * SampleBufferPool::kBuffers > kMostPoolBytes) {
          return false;
       }
-      for (size_t i = 0; i < SampleBufferPool::kBuffers; ++i) {
-         auto frame = std::make_unique<SimulatedFrame>();
-         if (!frame->Allocate(largest)) {
-            return false;
-         }
-         pool->Add(std::move(frame));
-      }
-      return true;
+      return pool->Fill<SimulatedFrame>(largest);
    }
 
    const DeliveryPace &Pace() const override { return mPace; }
@@ -74,14 +67,7 @@ public:
 
    bool FillPool(SampleBufferPool *pool) const override {
       const size_t most = (kBlockSamples * mSampleRate / kBlockRate + 1) * ToneGenerator::kBytesPerSample;
-      for (size_t i = 0; i < SampleBufferPool::kBuffers; ++i) {
-         auto buffer = std::make_unique<SoundBuffer>();
-         if (!buffer->Allocate(most)) {
-            return false;
-         }
-         pool->Add(std::move(buffer));
-      }
-      return true;
+      return pool->Fill<SoundBuffer>(most);
    }
 
    const DeliveryPace &Pace() const override { return mPace; }
