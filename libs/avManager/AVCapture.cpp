@@ -330,7 +330,7 @@ bool AVCapture::FitFrame(const osal::PixelBuffer &pixels, uint8_t *bytes, size_t
       return false;
    }
    const bool doScale = frame.mWidth != mTryWidth || frame.mHeight != mTryHeight;
-   assert(doScale || mIntermediate.FrameSize() == size);
+   assert((doScale || mIntermediate.FrameSize() == size) && "mInterFrameSize == size");
    // Required: a picture that could not be made counts as one.
    (void)ConvertFrame(frame, mIntermediate, {bytes, mTryWidth, mTryHeight, mScaleMode});
    return true;

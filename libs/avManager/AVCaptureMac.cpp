@@ -8,8 +8,13 @@ namespace {
 
 constexpr const char *kStartAudio = "-[AVCaptureMac startCapturingAudio:]";
 
-// 1/rate seconds: a whole number of frames in a second as 1 of so many, any other in thousandths of a frame.
+// 1/rate seconds: a whole number of frames in a second as 1 of so many, any other in thousandths of a frame. None for a
+// rate that no camera has.
 osal::MediaTime FrameDuration(double rate) {
+   constexpr double kMostRate = 1e6;
+   if (!(rate >= 0 && rate <= kMostRate)) {
+      return {0, 0};
+   }
    const auto whole = static_cast<int32_t>(rate);
    if (static_cast<double>(whole) == rate) {
       return {whole != 0 ? 1 : 0, whole};

@@ -112,6 +112,14 @@ TEST_F(AVCaptureTest, ARateThatIsNoWholeNumberIsShownInThousandths) {
       << log.Dump();
 }
 
+TEST_F(AVCaptureTest, ARateThatNoCameraHasHasNoDuration) {
+   platform.camera = kit::FakeCaptureDevice("Desk", "cam-1", {{osal::FourCC("420v"), {640, 480}, -1, 4294967295.0}});
+   Start();
+   EXPECT_TRUE(log.Saw(logger::TRACE, "%s - Supported frame rate range: %g - %g ({%lld, %d} - {%lld, %d})", kSelect,
+                       -1.0, 4294967295.0, 0LL, 0, 0LL, 0))
+      << log.Dump();
+}
+
 TEST_F(AVCaptureTest, WithoutASizeTheSettingsNameNone) {
    ASSERT_TRUE(Object().startCapturingVideo("cam-1"));
    EXPECT_FALSE(platform.videoSettings.size.has_value());
@@ -376,7 +384,7 @@ TEST_F(AVCaptureTest, TheSizeIsAssertedWhereNothingIsScaled) {
    Start(8, 4);
    platform.Deliver(Held(new kit::FakeFrame(8, 4)));
    std::vector<uint8_t> picture(100);
-   EXPECT_DEATH((void)Object().getNextFrame(picture.data(), 47), "size");
+   EXPECT_DEATH((void)Object().getNextFrame(picture.data(), 47), "mInterFrameSize == size");
 }
 
 // ---- The plain functions, and the client ----------------------------------------------------------------------------

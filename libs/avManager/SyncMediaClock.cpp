@@ -13,11 +13,9 @@ class Timeline {
 public:
    Timeline() { mStopwatch.Ticks(ThreadStopwatch::Command::RestartRunning); }
 
-   void Restart() MAVR_NO_THREAD_SAFETY_ANALYSIS { mBaseMS = Milliseconds(ThreadStopwatch::Command::RestartRunning); }
-
-   void RestartLocked() {
+   void Restart() {
       const CORE::coresync hold(mLock);
-      Restart();
+      mBaseMS = Milliseconds(ThreadStopwatch::Command::RestartRunning);
    }
 
    [[nodiscard]] uint32_t NowMS() {
@@ -33,7 +31,7 @@ private:
    }
 
    CORE::corecritsec mLock;
-   std::atomic<uint64_t> mBaseMS{0};
+   uint64_t mBaseMS = 0;
    ThreadStopwatch mStopwatch;
 };
 
@@ -51,7 +49,7 @@ Timeline &TheTimeline() {
 SyncMediaClock::SyncMediaClock() {
    Timeline &timeline = TheTimeline();
    if (++timeline.clients == 1) {
-      timeline.RestartLocked();
+      timeline.Restart();
    }
 }
 

@@ -75,6 +75,7 @@ TEST(SyncMediaClock, ClientsComeAndGoOnAnyThread) {
          for (int round = 0; round < 2000; ++round) {
             const SyncMediaClock client;
             (void)SyncMediaClock::GetTimeMS();
+            SyncMediaClock::Reset();
          }
       });
    }

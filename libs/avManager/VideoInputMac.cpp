@@ -31,6 +31,7 @@ VideoInputMac::~VideoInputMac() {
    MAVR_LOG_TRACE("%s", "virtual VideoInputMac::~VideoInputMac()");
    if (mWCamDev != nullptr) {
       MAVR_LOG_TRACE("%s - abrupt shutdown", "virtual VideoInputMac::~VideoInputMac()");
+      EndRateCheck(); // it would read the device that goes
       mWCamDev.reset();
    }
 }
@@ -163,6 +164,11 @@ bool VideoInputMac::FPSCheckThreadCB() {
    return true;
 }
 
+void VideoInputMac::EndRateCheck() {
+   mFPSCheckThread.StopThread(INFINITE);
+   (void)mFPSCheckThread.WaitForStop(INFINITE);
+}
+
 void VideoInputMac::AdjustFrameDroppingPolicy(float ratio) {
    const DropParameters drop = DropParametersFor(ratio);
    AVCaptureUpdateDropParameters(mWCamDev->mCapture, drop.group, drop.keep);
@@ -221,8 +227,7 @@ void VideoInputMac::StopCapturing(int32_t id) {
    if (mWCamDev == nullptr) {
       return;
    }
-   mFPSCheckThread.StopThread(INFINITE);
-   (void)mFPSCheckThread.WaitForStop(INFINITE);
+   EndRateCheck();
    MAVR_LOG_TRACE("%s: deleting AVCapture instance.", kStop);
    mWCamDev->StopCapturing();
    mWCamDev.reset();

@@ -53,6 +53,7 @@ private:
    [[nodiscard]] bool IsLive(int32_t id) const;
    void StartDevice();
    void AdjustFrameDroppingPolicy(float ratio);
+   void EndRateCheck();
 
    std::unique_ptr<MacVideoDevice> mWCamDev;
    std::string mUserId;

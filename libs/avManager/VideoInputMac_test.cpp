@@ -240,6 +240,20 @@ TEST_F(VideoInputMacTest, AStartWithoutADeviceIsTold) {
    EXPECT_TRUE(VideoInputMac::ReportStart(true, true));
 }
 
+// Without the wait it would look at a device that is gone.
+TEST_F(VideoInputMacTest, TheRateCheckHasEndedBeforeADeviceThatWasNotStoppedGoes) {
+   time.SetJumping(true); // one look after another
+   for (int round = 0; round < 200; ++round) {
+      auto input = std::make_unique<VideoInputMac>();
+      ASSERT_TRUE(input->StartCapturing(prefs));
+      const uint64_t start = time.monotonicNs();
+      while (time.monotonicNs() - start < 3'000'000'000) {
+         std::this_thread::yield();
+      }
+      input.reset();
+   }
+}
+
 TEST_F(VideoInputMacTest, AnOwnerThatForgetsToStopIsToldOf) {
    {
       VideoInputMac input;

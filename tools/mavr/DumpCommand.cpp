@@ -10,8 +10,10 @@
 #include <algorithm>
 #include <cmath>
 #include <cstdio>
+#include <filesystem>
 #include <memory>
 #include <string_view>
+#include <system_error>
 
 namespace mavr {
 namespace {
@@ -24,8 +26,9 @@ struct DumpFacts {
    uint32_t firstMS = 0;
    uint32_t lastMS = 0;
 
+   // The clock of a dump wraps at 32 bits.
    [[nodiscard]] double Seconds() const { return (lastMS - firstMS) / 1000.0; }
-   [[nodiscard]] double Rate() const { return lastMS > firstMS ? static_cast<double>(samples - 1) / Seconds() : 0; }
+   [[nodiscard]] double Rate() const { return lastMS != firstMS ? static_cast<double>(samples - 1) / Seconds() : 0; }
 };
 
 /// A dump that is open at its first sample.
@@ -140,6 +143,10 @@ int Convert(const std::string &path, const std::string &out, uint32_t rate) {
    if (facts.samples == 0) {
       throw ToolError("'" + path + "' holds nothing.", "Nothing was captured into it, or it is damaged.");
    }
+   std::error_code unknown; // as a file that is not there yet
+   if (std::filesystem::equivalent(path, out, unknown)) {
+      throw ToolError("'" + out + "' is the dump itself.", "Give another name: a dump is not converted in place.");
+   }
    Dump dump(path);
    const auto copyTo = [&](auto file) {
       dump.ForEach([&](const MediaSampleRecord &record) { file->Write(record.mData, record.mHeader.mMeta.mTimeMS); });
@@ -157,7 +164,7 @@ int Convert(const std::string &path, const std::string &out, uint32_t rate) {
          throw ToolError("'" + path + "' holds pictures, which become a stream or a picture.",
                          "Give a name that ends in .y4m or .png.");
       }
-      shape.rate = std::clamp(rate != 0 ? rate : static_cast<uint32_t>(facts.Rate() + 0.5), 1U, 1000U);
+      shape.rate = std::clamp(rate != 0 ? rate : static_cast<uint32_t>(std::llround(facts.Rate())), 1U, 1000U);
       copyTo(MakeFrameFile(out, shape));
    }
    return 0;

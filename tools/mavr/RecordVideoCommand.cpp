@@ -55,6 +55,7 @@ struct VideoSummary {
    [[nodiscard]] bool IsScaled() const {
       return facts.width != 0 && (facts.width != asked.mWidth || facts.height != asked.mHeight);
    }
+   [[nodiscard]] const char *Scaling() const { return IsScaled() ? "LETTERBOX" : "not scaled"; }
 };
 
 double NowSeconds() {
@@ -152,7 +153,11 @@ private:
       const double start = NowSeconds();
       while (!mRecorder.IsDataAvailable()) {
          WaitForSingleObject(mEvent, kLookMS);
-         if (NowSeconds() - start < kFirstFrameMS / 1000.0 && !IsInterrupted()) {
+         if (IsInterrupted()) {
+            throw ToolError("Interrupted before a frame came from '" + mSummary.camera.name + "'.",
+                            "It gets 4 seconds for its first one.");
+         }
+         if (NowSeconds() - start < kFirstFrameMS / 1000.0) {
             continue;
          }
          const osal::Status health = mRecorder.CameraFacts().health;
@@ -167,6 +172,12 @@ private:
    }
 
    void Take(const MediaData &frame, FrameFile *file) {
+      const uint32_t wanted = mSummary.asked.mWidth * mSummary.asked.mHeight * 3 / 2;
+      if (static_cast<uint32_t>(frame.mData->GetLength()) != wanted) {
+         throw ToolError("The dump file in the camera's place says " + std::to_string(frame.mData->GetLength()) +
+                            " bytes a frame where a picture has " + std::to_string(wanted) + ".",
+                         "It is damaged; 'mavr dump info' looks into it.");
+      }
       ++mSummary.written;
       if (file != nullptr) {
          SampleMeta meta;
@@ -185,11 +196,11 @@ private:
       mSummary.good = mRecorder.GoodFrames();
       mSummary.seconds = seconds;
       const CaptureFacts &facts = mSummary.facts;
-      mLine.Show("%5.1f s  %5.2f of %u fps  kept %llu  dropped %llu  missed %llu  queue %d/10  %ux%u -> %ux%u%s",
+      mLine.Show("%5.1f s  %5.2f of %u fps  kept %llu  dropped %llu  missed %llu  queue %d/10  %ux%u -> %ux%u %s%s",
                  seconds, mSummary.Rate(), mSummary.asked.mFrameRate, static_cast<unsigned long long>(mSummary.good),
                  static_cast<unsigned long long>(mSummary.Dropped()),
                  static_cast<unsigned long long>(mRecorder.MissedFrames()), mRecorder.QueuedFrames(), facts.width,
-                 facts.height, mSummary.asked.mWidth, mSummary.asked.mHeight,
+                 facts.height, mSummary.asked.mWidth, mSummary.asked.mHeight, mSummary.Scaling(),
                  facts.health.ok() ? "" : ("  " + facts.health.reason).c_str());
    }
 
@@ -238,7 +249,7 @@ void Print(const VideoSummary &summary, const std::string &out) {
                                 number(summary.Dropped()) + " dropped, " + number(summary.missed) + " missed"});
    rows.push_back({"queue", "at most " + std::to_string(summary.mostQueued) + " of 10 waiting"});
    std::snprintf(text, sizeof text, "%ux%u from the camera, %ux%u recorded, %s", facts.width, facts.height,
-                 summary.asked.mWidth, summary.asked.mHeight, summary.IsScaled() ? "LETTERBOX" : "not scaled");
+                 summary.asked.mWidth, summary.asked.mHeight, summary.Scaling());
    rows.push_back({"size", text});
    if (!facts.health.ok()) {
       rows.push_back({"camera", facts.health.reason});
