@@ -104,22 +104,24 @@ protected:
 
 // The square at the top left has the luma 16 + number % 200, and this camera's pictures are not converted.
 TEST_F(PipewireRecorder, FramesComeInOrderAndNoneTwice) {
-   const VirtualCamera camera(*mDaemon, "cam", {"--description", "Desk Camera", "--sizes", "640x480"});
+   const VirtualCamera camera(*mDaemon, "cam", {"--description", "Desk Camera", "--sizes", "320x240"});
+   mPrefs.mWidth = 320;
+   mPrefs.mHeight = 240;
    VideoRec recorder;
    ASSERT_TRUE(recorder.Open(mPrefs, &mClock)) << mLog.Dump();
-   EXPECT_EQ(recorder.GetFrameSize(), 640U * 480 * 3 / 2);
+   EXPECT_EQ(recorder.GetFrameSize(), 320U * 240 * 3 / 2);
    std::optional<Picture> former;
    for (int frame = 0; frame < 60; ++frame) {
       const std::optional<Picture> next = Next(&recorder);
       ASSERT_TRUE(next) << mLog.Dump();
-      ASSERT_EQ(next->bytes.size(), 640U * 480 * 3 / 2);
+      ASSERT_EQ(next->bytes.size(), 320U * 240 * 3 / 2);
       EXPECT_EQ(next->meta.mValid, 1U);
-      const int number = next->bytes[8 * 640 + 8] - 16;
+      const int number = next->bytes[8 * 320 + 8] - 16;
       ASSERT_GE(number, 0);
       ASSERT_LT(number, 200);
-      ASSERT_EQ(next->bytes[31 * 640 + 31] - 16, number) << "of one frame from the square's top to its bottom";
+      ASSERT_EQ(next->bytes[31 * 320 + 31] - 16, number) << "of one frame from the square's top to its bottom";
       if (former) {
-         const int step = (number - (former->bytes[8 * 640 + 8] - 16) + 200) % 200;
+         const int step = (number - (former->bytes[8 * 320 + 8] - 16) + 200) % 200;
          EXPECT_GE(step, 1) << "the same again";
          EXPECT_LE(step, 100) << "one from before";
          EXPECT_GE(next->meta.mTimeMS, former->meta.mTimeMS);
