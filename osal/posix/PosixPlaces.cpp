@@ -1,5 +1,8 @@
 #include "osal/Places.h"
 
+#ifdef __APPLE__
+#include <mach-o/dyld.h>
+#endif
 #include <pwd.h>
 #include <unistd.h>
 
@@ -73,6 +76,17 @@ std::vector<std::string> configurationFiles() {
 std::string preferencesFile(std::string_view applicationId) {
    const std::string folder = ConfigFolder();
    return folder.empty() ? std::string() : folder + "/corvane/" + std::string(applicationId) + ".plist";
+}
+
+std::string executableFile() {
+#ifdef __APPLE__
+   uint32_t size = 0;
+   _NSGetExecutablePath(nullptr, &size); // tells the size
+   std::string path(size, '\0');
+   return _NSGetExecutablePath(path.data(), &size) == 0 ? std::string(path.c_str()) : std::string();
+#else
+   return "/proc/self/exe"; // leads there even when the file has been replaced meanwhile
+#endif
 }
 
 } // namespace osal::places

@@ -32,6 +32,10 @@ TEST_F(Places, DefaultsLieInTheHomeFolder) {
    EXPECT_EQ(systemLogFolder(), "/Library/Logs/Corvane");
 }
 
+TEST_F(Places, TheRunningProgramCanBeStartedAgain) {
+   EXPECT_EQ(access(executableFile().c_str(), X_OK), 0);
+}
+
 TEST_F(Places, XdgVariablesMoveThem) {
    setenv("XDG_CONFIG_HOME", "/conf", 1);
    setenv("XDG_STATE_HOME", "/state", 1);

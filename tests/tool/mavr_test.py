@@ -16,7 +16,7 @@ import zlib
 from pathlib import Path
 
 MAVR = sys.argv.pop(1)
-COMMANDS = ("devices", "preferred", "prefer", "option", "status", "doctor", "formats", "record", "dump")
+COMMANDS = ("devices", "preferred", "prefer", "option", "status", "doctor", "formats", "record", "dump", "redirect")
 
 CAMERAS = [
     {"name": "Desk Camera", "uniqueId": "cam-b", "formats": [

@@ -20,6 +20,7 @@ void AddStatusCommand(CLI::App &app, Action *action);
 void AddDoctorCommand(CLI::App &app, Action *action);
 void AddDumpCommand(CLI::App &app, Action *action);
 void AddFormatsCommand(CLI::App &app, Action *action);
+void AddRedirectCommand(CLI::App &app, Action *action);
 void AddRecordCommand(CLI::App &app, Action *action);
 
 } // namespace mavr

@@ -38,6 +38,7 @@ int main(int argc, char **argv) {
    mavr::AddDoctorCommand(app, &action);
    mavr::AddFormatsCommand(app, &action);
    mavr::AddRecordCommand(app, &action);
+   mavr::AddRedirectCommand(app, &action);
    mavr::AddDumpCommand(app, &action);
    mavr::AddBagCommand(app, &action);
 

@@ -25,5 +25,8 @@ namespace places {
 /// The file that holds the preference domain `applicationId`. Empty with `errno` set when there is no place for it.
 [[nodiscard]] std::string preferencesFile(std::string_view applicationId);
 
+/// The running program, for starting it once more. Empty when the system does not tell.
+[[nodiscard]] std::string executableFile();
+
 } // namespace places
 } // namespace osal

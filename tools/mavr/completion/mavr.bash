@@ -1,7 +1,7 @@
 # bash completion for mavr
 _mavr() {
    local word=${COMP_WORDS[COMP_CWORD]} command=${COMP_WORDS[1]}
-   local commands="devices preferred prefer option status doctor formats record dump"
+   local commands="devices preferred prefer option status doctor formats record dump redirect"
    COMPREPLY=()
    if [ "$COMP_CWORD" -eq 1 ]; then
       mapfile -t COMPREPLY < <(compgen -W "$commands --help --version" -- "$word")
@@ -30,6 +30,12 @@ _mavr() {
       *:*:--out) mapfile -t COMPREPLY < <(compgen -f -- "$word") ;;
       *:video:*) mapfile -t COMPREPLY < <(compgen -W "--device --size --fps --seconds --out --json --help" -- "$word") ;;
       *:audio:*) mapfile -t COMPREPLY < <(compgen -W "--device --rate --chunk-ms --seconds --out --json --help" -- "$word") ;;
+      esac
+      ;;
+   redirect)
+      case ${COMP_WORDS[COMP_CWORD - 1]} in
+      --out) mapfile -t COMPREPLY < <(compgen -d -- "$word") ;;
+      *) mapfile -t COMPREPLY < <(compgen -W "--seconds --loss --out --reliable-video --json --help" -- "$word") ;;
       esac
       ;;
    dump)
