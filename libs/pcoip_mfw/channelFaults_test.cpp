@@ -2,6 +2,7 @@
 
 #include "lib/mfw/common/coreException.h"
 #include "lib/mfw/common/logger.h"
+#include "lib/mfw/messageframework/propertybag.h"
 #include "libs/pcoip_mfw/ChannelTestKit.h"
 #include "tests/kit/Faults.h"
 #include "tests/kit/LogCapture.h"
@@ -29,7 +30,7 @@ std::unique_ptr<KeepingEndpoint> Made() {
 
 size_t EndpointCount() {
    CORE::PropertyBag info;
-   mfw::GetChannelsInfo(info);
+   pcoip_mfw::GetChannelsInfo(info);
    return info.GetCount();
 }
 

@@ -2,6 +2,7 @@
 // that the machine and a perturbed schedule give.
 
 #include "lib/mfw/common/logger.h"
+#include "lib/mfw/messageframework/propertybag.h"
 #include "libs/pcoip_mfw/ChannelTestKit.h"
 #include "tests/kit/PerturbedSchedule.h"
 
@@ -138,7 +139,7 @@ TEST_F(ChannelStress, DestroyedStoppedAndStartedAgainAtAnyPoint) {
    std::thread informed([this] {
       while (!mOver) {
          CORE::PropertyBag info;
-         mfw::GetChannelsInfo(info);
+         pcoip_mfw::GetChannelsInfo(info);
          Rest();
       }
    });

@@ -52,6 +52,58 @@ TEST_F(RunTest, SaysEachStepUnderTheDisplayName) {
    EXPECT_EQ(endpoint.Channel()->GetRefCount(), 1);
 }
 
+TEST_F(RunTest, WholeLifeSaysItsLinesInThisOrder) {
+   ASSERT_TRUE(host.Load(true));
+   host.Session(1);
+   log.Clear();
+   threads.HoldFrom(0);
+   {
+      KeepingEndpoint endpoint("TLV", 2);
+      ASSERT_TRUE(endpoint.Start(true, 250));
+      threads.LetGo();
+      while (!log.Saw(logger::DEBUG, "Waiting for event notif. Channel %s", "ZTH")) {
+         std::this_thread::yield();
+      }
+      threads.HoldFrom(1);
+      const uint32_t capability = 5;
+      host.Tell(pcoip_channel::Opened, &capability);
+      host.AwaitReader(host.AllOpened()[0].handle);
+      threads.LetGo();
+      host.AwaitReader(kit::ObedientHost::LossyHandleOf(host.AllOpened()[0].handle));
+   }
+   threads.AwaitNone();
+   Strings said;
+   for (const auto &line : log.Lines()) {
+      EXPECT_LE(line.level, logger::DEBUG) << line.text;
+      // The readers' ends come from three threads at once; the threads' own lines are no matter of the channel.
+      if (line.level == logger::DEBUG && line.text.find("recv FAILED") == std::string::npos &&
+          line.text.find("STOP") == std::string::npos) {
+         said.push_back(line.text.substr(0, line.text.find(" (0x")));
+      }
+   }
+   EXPECT_EQ(said, (Strings{"add of pcoip_channel TLV",
+                            "add of pcoip_mfw TLV",
+                            "[TLV - Start] start of virtual channel - Lossy",
+                            "[TLV - Start] setting lossy flag",
+                            "[TLV - Start] Passing channel details to pcoipRunThread with name: TLV",
+                            "[pcoipRunThread] for channel ZTH. (Lossy)",
+                            "[pcoipRunThread] Adding channel ZTH to pcoipChannelThread queue. (Lossy)",
+                            "channelThread START for channel ZTH",
+                            "pcoip_vchan_open TLV Ok",
+                            "Waiting for event notif. Channel ZTH",
+                            "CB channel ZTH opened with capability 5",
+                            "Event notif received. Channel ZTH",
+                            "Channel opened. Channel ZTH",
+                            "max datagram size 1200, inbuf capacity 27",
+                            "Channel is lossy. Channel ZTH",
+                            "max lossy datagram size 1000, inbuf capacity 32",
+                            "channelThread remote connected channel: TLV, lossy=true, sendTimeout=250",
+                            "channelThread2 START for channel ZTH",
+                            "remove of pcoip_mfw TLV",
+                            "stop of virtual channel ZTH",
+                            "remove of pcoip_channel ZTH"}));
+}
+
 TEST_F(RunTest, LossyChannelHasASecondThread) {
    KeepingEndpoint endpoint("TLV two");
    OpenOnAgent(endpoint, true);

@@ -237,19 +237,11 @@ void mfw::pcoipRunThread(const char *name, bool lossy) {
 
 // ---- The list -------------------------------------------------------------------------------------------------------
 
-void mfw::GetChannelsInfo(CORE::PropertyBag &out) {
+void mfw::ForEachChannel(const std::function<void(const pcoip_channel &)> &visit) {
    Endpoints &all = All();
    const CORE::coresync hold(all.mfwEndpointsLock);
    for (const Entry &entry : all.mfwEndpoints) {
-      const pcoip_channel &channel = *entry.channel;
-      CORE::PropertyBag info;
-      info.Set("name", channel.Name());
-      info.Set("type", "InProc");
-      info.Set("started", TruthText(channel.IsStarted()));
-      info.Set("state", StateText(channel.CurrentState()));
-      info.Set("prio", PriorityText(channel.Priority()));
-      info.Set("lossy", TruthText(channel.IsLossy()));
-      out.AddBag(channel.Name(), info, false);
+      visit(*entry.channel);
    }
 }
 

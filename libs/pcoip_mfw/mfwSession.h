@@ -1,10 +1,10 @@
 #pragma once
 
-#include "lib/mfw/messageframework/propertybag.h"
 #include "libs/pcoip_mfw/PcoipHostTable.h"
 
 #include <atomic>
 #include <cstdint>
+#include <functional>
 
 class pcoip_channel;
 class pcoip_mfw;
@@ -39,9 +39,8 @@ void ConnectCallback(uint64_t a, uint64_t b, uint32_t event, const void *data);
 /// started, on the agent side. `lossy` is for the client side, where the other side says what a channel is.
 void pcoipRunThread(const char *name, bool lossy);
 
-/// Adds one bag for each endpoint, in order of creation, under its channel's name: "name", "type" ("InProc"),
-/// "started", "state", "prio", "lossy".
-void GetChannelsInfo(CORE::PropertyBag &out);
+/// Calls `visit` for the channel of each endpoint, in order of creation, with mfwEndpointsLock held.
+void ForEachChannel(const std::function<void(const pcoip_channel &)> &visit);
 
 /// Puts an endpoint at the end of the list; it takes itself out before its channel goes.
 void AddEndpoint(const pcoip_mfw &endpoint, pcoip_channel &channel);

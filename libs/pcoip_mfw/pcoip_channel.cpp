@@ -228,20 +228,18 @@ void pcoip_channel::OnEvent(uint32_t handle, uint32_t event, const void *data) {
    }
 }
 
+// Each reason is said: a stopped channel has no handle left, so its late events have both. Nothing opens or closes
+// without a handle.
 bool pcoip_channel::Accepts(uint32_t handle) const {
-   if (handle != mChannelHandle.load()) {
+   const bool started = IsStarted();
+   const bool known = handle == mChannelHandle.load() && (handle != kPcoipNoHandle || !started);
+   if (!known) {
       corelogger::LogTrace("pcoip CB bad channelHandle");
-      return false;
    }
-   if (!IsStarted()) {
+   if (!started) {
       corelogger::LogTrace("ChannelCallback for stopped channel");
-      return false;
    }
-   if (handle == kPcoipNoHandle) { // nothing opens or closes without a handle
-      corelogger::LogTrace("pcoip CB bad channelHandle");
-      return false;
-   }
-   return true;
+   return known && started;
 }
 
 // Whether it has just become open.

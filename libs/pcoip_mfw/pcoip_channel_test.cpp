@@ -2,10 +2,12 @@
 
 #include "libs/pcoip_mfw/ChannelFixtureTestKit.h"
 
+#include <atomic>
 #include <cstdint>
 #include <gtest/gtest.h>
 #include <stdexcept>
 #include <string>
+#include <thread>
 #include <vector>
 
 namespace {
@@ -187,6 +189,7 @@ TEST_P(EventTable, WhileStopped) {
    EXPECT_EQ(endpoint.States(), States{1});
    EXPECT_TRUE(endpoint.Events().empty());
    EXPECT_TRUE(log.Saw(logger::TRACE, "pcoip CB bad channelHandle")) << log.Dump();
+   EXPECT_TRUE(log.Saw(logger::TRACE, "ChannelCallback for stopped channel")) << log.Dump();
 }
 
 INSTANTIATE_TEST_SUITE_P(All, EventTable,
@@ -231,8 +234,13 @@ TEST_F(ChannelTest, EventForAStoppedChannelIsRefused) {
    };
    endpoint.Stop();
    EXPECT_EQ(log.Count(logger::TRACE, "ChannelCallback for stopped channel"), 1) << log.Dump();
+   EXPECT_EQ(log.Count(logger::TRACE, "pcoip CB bad channelHandle"), 0) << log.Dump();
    host.TellFor(opened, kPcoipNoHandle, pcoip_channel::ChannelClosed, nullptr);
    EXPECT_EQ(log.Count(logger::TRACE, "ChannelCallback for stopped channel"), 2) << log.Dump();
+   EXPECT_EQ(log.Count(logger::TRACE, "pcoip CB bad channelHandle"), 0) << log.Dump();
+   host.Tell(pcoip_channel::ChannelClosed); // with the handle that it had
+   EXPECT_EQ(log.Count(logger::TRACE, "ChannelCallback for stopped channel"), 3) << log.Dump();
+   EXPECT_EQ(log.Count(logger::TRACE, "pcoip CB bad channelHandle"), 1) << log.Dump();
    EXPECT_EQ(endpoint.States(), States{1});
 }
 
@@ -336,6 +344,48 @@ TEST_F(ChannelTest, ChannelEventMayStop) {
    threads.AwaitNone();
    EXPECT_FALSE(endpoint.IsStarted());
    EXPECT_EQ(host.StillOpen(), 0U);
+}
+
+/// Takes the channel's lock on another thread, and returns when that had it: never while this thread holds it.
+void TakeLockElsewhere(KeepingEndpoint &endpoint) {
+   std::thread([&endpoint] { endpoint.SetGotDataOptions(0, 0); }).join();
+}
+
+TEST_F(ChannelTest, ChannelStateAndGotDataAreCalledWithoutTheLock) {
+   KeepingEndpoint endpoint("unlocked");
+   endpoint.onState = [&](uint32_t) {
+      TakeLockElsewhere(endpoint);
+   };
+   endpoint.onData = [&](uint8_t *, uint32_t) {
+      TakeLockElsewhere(endpoint);
+   };
+   OpenOnAgent(endpoint);
+   host.Arrive(host.AllOpened()[0].handle, {"datagram"});
+   endpoint.AwaitData(1);
+   host.Tell(pcoip_channel::ChannelClosed);
+   endpoint.AwaitStates({1, 0});
+   threads.AwaitNone();
+   EXPECT_EQ(log.CountLevel(logger::ERROR), 3) << "SetGotDataOptions after the start: " << log.Dump();
+}
+
+TEST_F(ChannelTest, ChannelEventIsCalledWithTheLock) {
+   KeepingEndpoint endpoint("locked");
+   OpenOnAgent(endpoint);
+   std::atomic<bool> had{false};
+   std::thread other;
+   endpoint.onEvent = [&](uint32_t) {
+      other = std::thread([&] {
+         endpoint.SetGotDataOptions(0, 0);
+         had = true;
+      });
+      for (int i = 0; i < 1000; ++i) {
+         std::this_thread::yield();
+      }
+      EXPECT_FALSE(had);
+   };
+   host.Tell(1234);
+   other.join();
+   EXPECT_TRUE(had);
 }
 
 // ---- Sending --------------------------------------------------------------------------------------------------------

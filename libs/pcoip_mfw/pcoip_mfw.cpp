@@ -1,6 +1,7 @@
 #include "libs/pcoip_mfw/pcoip_mfw.h"
 
 #include "lib/mfw/common/corelogger.h"
+#include "lib/mfw/messageframework/propertybag.h"
 #include "libs/pcoip_mfw/ChannelRules.h"
 #include "libs/pcoip_mfw/mfwSession.h"
 
@@ -143,8 +144,10 @@ inline bool pcoip_mfw::SendAs(uint32_t session, const void *data, uint32_t size,
    if (mChannel == nullptr) {
       return false;
    }
-   const bool fits = mChannel->CurrentState() == pcoip_channel::Open && session == mChannel->Session();
-   return fits && (data != nullptr || size == 0) ? mChannel->Send(data, size, lossy) : SendRefused(session, size);
+   const int32_t state = mChannel->CurrentState();
+   const bool fits = state == pcoip_channel::Open && session == mChannel->Session();
+   return fits && (data != nullptr || size == 0) ? mChannel->Send(data, size, lossy)
+                                                 : SendRefused(state, session, size);
 }
 
 bool pcoip_mfw::SendData(uint32_t session, const void *data, uint32_t size) {
@@ -155,17 +158,17 @@ bool pcoip_mfw::SendDataLossy(uint32_t session, const void *data, uint32_t size)
    return SendAs(session, data, size, true);
 }
 
-// Says why, as far as it still holds.
-bool pcoip_mfw::SendRefused(uint32_t session, uint32_t size) {
-   if (const int32_t state = mChannel->CurrentState(); state != pcoip_channel::Open) {
+// The state is the one that was looked at: the channel's may be another by now, and the reason then a wrong one.
+bool pcoip_mfw::SendRefused(int32_t state, uint32_t session, uint32_t size) const {
+   if (state != pcoip_channel::Open) {
       corelogger::LogDebug("states: pending=%u, open=%u, closed=%u", uint32_t{pcoip_channel::OpenPending},
                            uint32_t{pcoip_channel::Open}, uint32_t{pcoip_channel::Closed});
       corelogger::LogDebug("SendData called in bad state, state=%u (0x%p)", static_cast<uint32_t>(state),
-                           static_cast<void *>(this));
+                           static_cast<const void *>(this));
    } else if (session != mChannel->Session()) {
       corelogger::LogDebug("SendData called for invalid session, got=%u, expected=%u", session, mChannel->Session());
    } else {
-      corelogger::LogError("SendData called without data, size=%u (0x%p)", size, static_cast<void *>(this));
+      corelogger::LogError("SendData called without data, size=%u (0x%p)", size, static_cast<const void *>(this));
    }
    return false;
 }
@@ -183,6 +186,21 @@ void pcoip_mfw::SetGotDataOptions(uint32_t recvHeader, uint32_t recvTrailer) {
    mChannel->mRecvTrailer = recvTrailer;
    corelogger::LogDebug("pcoip_mfw::SetGotDataOptions called for %s, recvHeader = %u, recvTrailer = %u",
                         mChannel->Name(), recvHeader, recvTrailer);
+}
+
+// ---- What there is to know ------------------------------------------------------------------------------------------
+
+void pcoip_mfw::GetChannelsInfo(CORE::PropertyBag &out) {
+   mfw::ForEachChannel([&out](const pcoip_channel &channel) {
+      CORE::PropertyBag info;
+      info.Set("name", channel.Name());
+      info.Set("type", "InProc");
+      info.Set("started", TruthText(channel.IsStarted()));
+      info.Set("state", StateText(channel.CurrentState()));
+      info.Set("prio", PriorityText(channel.Priority()));
+      info.Set("lossy", TruthText(channel.IsLossy()));
+      out.AddBag(channel.Name(), info, false);
+   });
 }
 
 uint32_t pcoip_mfw::GetMaxDatagramSize(bool lossy) const {

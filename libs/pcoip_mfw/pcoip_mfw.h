@@ -4,6 +4,10 @@
 
 #include <cstdint>
 
+namespace CORE {
+class PropertyBag;
+}
+
 /// An endpoint: what an application derives from to own one named virtual channel. docs/virtual-channels.md is its
 /// manual.
 ///
@@ -74,6 +78,9 @@ public:
    [[nodiscard]] bool IsStarted() const;
    /// What the host said at the opening.
    [[nodiscard]] uint32_t GetCapability() const;
+   /// Adds one bag for each endpoint, in order of creation, under its channel's name: "name", "type" ("InProc"),
+   /// "started", "state", "prio", "lossy".
+   static void GetChannelsInfo(CORE::PropertyBag &out);
 
    [[nodiscard]] pcoip_channel *Channel() const { return mChannel; } ///< null for "__dummy__"
 
@@ -85,7 +92,7 @@ protected:
 
 private:
    [[nodiscard]] bool SendAs(uint32_t session, const void *data, uint32_t size, bool lossy);
-   bool SendRefused(uint32_t session, uint32_t size);
+   bool SendRefused(int32_t state, uint32_t session, uint32_t size) const;
 
    pcoip_channel *mChannel = nullptr; // owned by a reference
    bool mEnded = false;               // EndCallbacks has run

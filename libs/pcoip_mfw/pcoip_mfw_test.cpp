@@ -1,5 +1,6 @@
 #include "libs/pcoip_mfw/pcoip_mfw.h"
 
+#include "lib/mfw/messageframework/propertybag.h"
 #include "libs/pcoip_mfw/ChannelFixtureTestKit.h"
 #include "libs/pcoip_mfw/ChannelRules.h"
 
@@ -32,7 +33,7 @@ TEST_F(EndpointTest, DummyHasNoChannelAndDoesNothing) {
       const KeepingEndpoint other("__dummy__", 7, 2);
       EXPECT_EQ(other.Channel(), nullptr);
       CORE::PropertyBag info;
-      mfw::GetChannelsInfo(info);
+      pcoip_mfw::GetChannelsInfo(info);
       EXPECT_EQ(info.GetCount(), 0U);
    }
    EXPECT_TRUE(log.Lines().empty()) << log.Dump();
@@ -210,7 +211,7 @@ TEST_F(EndpointTest, ChannelsInfoDescribesEachEndpointInOrder) {
    const KeepingEndpoint odd("odd", 3);
    OpenOnAgent(high, true);
    CORE::PropertyBag info;
-   mfw::GetChannelsInfo(info);
+   pcoip_mfw::GetChannelsInfo(info);
    ASSERT_EQ(info.GetCount(), 3U);
    EXPECT_STREQ(info.GetNameTextAt(0), "TLV low");
    EXPECT_STREQ(info.GetNameTextAt(1), "high");

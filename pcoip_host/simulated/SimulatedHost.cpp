@@ -190,6 +190,13 @@ std::map<SimulatedHost::Opening, SimulatedHost::Tally> SimulatedHost::tallies() 
    return all;
 }
 
+bool SimulatedHost::holdsOpen(std::string_view name) const {
+   const std::lock_guard<std::mutex> hold(mLock);
+   return std::any_of(mChannels.begin(), mChannels.end(), [name](const auto &each) {
+      return each.first.first == name.substr(0, kPcoipNameBytes - 1) && each.second->phase == Phase::Open;
+   });
+}
+
 // ---- Steps ----------------------------------------------------------------------------------------------------------
 
 struct SimulatedHost::Choice {
@@ -240,6 +247,7 @@ void SimulatedHost::CollectFor(Channel &channel, std::vector<Choice> &choices) {
                             Answer(channel);
                          }});
       choices.push_back(tell(mWeather.rejectOpen, 1));
+      choices.push_back(tell(mWeather.closeByHost, 2 + (channel.number & 1)));
       break;
    case Phase::Open:
       choices.push_back({20, [this, &channel] {

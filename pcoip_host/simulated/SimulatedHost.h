@@ -60,6 +60,9 @@ public:
    /// By name, and number of the opening from 0.
    using Opening = std::pair<std::string, uint32_t>;
    [[nodiscard]] std::map<Opening, Tally> tallies() const;
+   /// Whether a channel of that name, which is cut at 31 characters, is open: the host has said so, and nobody has
+   /// closed it since.
+   [[nodiscard]] bool holdsOpen(std::string_view name) const;
    [[nodiscard]] uint32_t stepsTaken() const { return mSteps; }
 
 private:

@@ -136,6 +136,23 @@ TEST_F(PluginTest, AgentIsLoadedAndUnloaded) {
    EXPECT_FALSE(ConfigSettings::IsInitialised());
 }
 
+TEST_F(PluginTest, LinesComeInTheOrderOfTheirSteps) {
+   EXPECT_EQ(AgentPluginLoad(&kit::ObedientHost::Table(), nullptr, &context), 1);
+   EXPECT_EQ(AgentPluginUnload(context), 1);
+   EXPECT_EQ(AgentPluginUnload(context), 1);
+   const std::string log = Log();
+   size_t at = 0;
+   for (const char *const text :
+        {"Redirected MFW log output", "Agent plugin loading.\n", "pcoip_mfw init ok", "Creating new plugin instance.\n",
+         "Created new plugin instance, storing reference.\n", "Reference to new plugin instance stored.\n",
+         "Agent plugin unloading.\n", "Deleting plugin instance.\n", "pcoip_mfw exit called",
+         "Agent plugin unloading.\n", "Unable to locate plugin instance for context.\n"}) {
+      const size_t found = log.find(text, at);
+      ASSERT_NE(found, std::string::npos) << text << " in " << log;
+      at = found + 1;
+   }
+}
+
 TEST_F(PluginTest, ClientIsLoadedAndUnloaded) {
    gRelease = "12.0.0";
    EXPECT_EQ(ClientPluginLoad(&kit::ObedientHost::Table(), nullptr, &context), 1);
