@@ -52,6 +52,34 @@ TEST_F(AudioCaptureFaultsTest, WhateverMemoryIsMissingAtOpenACloseAndAnOpenWork)
    }
 }
 
+// Its owner may close the event as soon as the open is refused.
+TEST_F(AudioCaptureFaultsTest, AnOpenThatIsRefusedWhileTheMicrophoneRunsLeavesTheClientsEventAlone) {
+   logger::Instance().SetCallback([](const char *, int) {});
+   bool wasRunning = false;
+   bool isOver = false;
+   for (uint64_t nth = 1; !isOver; ++nth) {
+      platform.calls.clear();
+      AudioCaptureMac capture;
+      capture.SetPCMFormat(48000, 16, 1);
+      bool isRefused = false;
+      {
+         const kit::FailNth fault(kit::Fault::Allocation, nth);
+         try {
+            isRefused = !capture.OpenRec("", kChunkMS, 4, &clock, event);
+         } catch (const std::bad_alloc &) {
+         }
+         isOver = !fault.Struck();
+      }
+      if (isRefused && !platform.calls.empty() && platform.calls.back() == "startRunning") {
+         wasRunning = true;
+         Deliver(kChunkSize);
+         EXPECT_FALSE(WasSignalled()) << "after allocation " << nth;
+      }
+      capture.Close();
+   }
+   EXPECT_TRUE(wasRunning);
+}
+
 TEST_F(AudioCaptureFaultsTest, RequiredWithoutAServiceThreadAMicrophoneWorksAllTheSame) {
    AudioCaptureMac capture;
    {

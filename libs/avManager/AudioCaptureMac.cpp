@@ -85,13 +85,15 @@ bool AudioCaptureMac::OpenRec(const std::string &userId, uint32_t chunkMS, uint3
    if (!mImportFile.IsReading() && !OpenMicrophone(userId)) {
       return false;
    }
+   // Before deliveries may touch the client's event: a refused open leaves that to its owner.
+   const HANDLE closeEvent = CreateEvent(nullptr, false, false, nullptr);
+   if (closeEvent == nullptr) {
+      return false;
+   }
    osal::schedulePoint();
    ++mActiveCount;
    osal::schedulePoint();
-   mCloseEvent = CreateEvent(nullptr, false, false, nullptr);
-   if (mCloseEvent == nullptr) {
-      return false;
-   }
+   mCloseEvent = closeEvent;
    // A chunk that came while this counted as closed has woken nobody.
    if (!mAudioQueue.IsEmpty()) {
       SendNotifs();
@@ -184,8 +186,10 @@ void AudioCaptureMac::OpenDumps() {
       MAVR_LOG_ERROR("%s - Failed to write the PCM dump: %s", kOpenRec, path.c_str());
       mPcmFile.Close();
    }
-   if (AppTweakSettings::GetExportAudioFile(&path)) {
-      (void)mExportFile.InitWrite(kMediaAudio, path, MediaFileHeader::ForAudio(mWavDataChunk));
+   // One without a header would refuse each chunk with a line.
+   if (AppTweakSettings::GetExportAudioFile(&path) &&
+       !mExportFile.InitWrite(kMediaAudio, path, MediaFileHeader::ForAudio(mWavDataChunk))) {
+      mExportFile.CloseFile();
    }
 }
 

@@ -46,7 +46,8 @@ public:
    /// Hertz, bits of a sample (BPS_16K, asserted), channels, cut to 16 bits.
    void SetPCMFormat(uint32_t rate, uint32_t bitsPerSample, uint32_t channels);
    /// Sizes the queue and starts the source, the microphone `userId` or the default one: chunks of `chunkMS`
-   /// milliseconds, `queueBuffers` of them. False, logged.
+   /// milliseconds, `queueBuffers` of them. False, logged, except without memory for the close event, when the source
+   /// runs until Close. `event` is not used after false.
    [[nodiscard]] bool OpenRec(const std::string &userId, uint32_t chunkMS, uint32_t queueBuffers, SyncMediaClock *clock,
                               HANDLE event);
    /// Starts the service thread. True.

@@ -7,6 +7,9 @@
 
 #include <gtest/gtest.h>
 
+#include <sys/resource.h>
+
+#include <csignal>
 #include <memory>
 #include <string>
 #include <vector>
@@ -111,6 +114,25 @@ TEST_F(AudioCaptureMacTest, AMicrophoneThatDoesNotStartIsRefusedAndTheNextTryWor
    platform.startStatus = osal::Status::Ok();
    EXPECT_TRUE(capture.Open(prefs, &clock)) << log.Dump();
    capture.Close();
+}
+
+TEST_F(AudioCaptureMacTest, RequiredARefusedMicrophoneLeavesTheQueueWithWhatItGave) {
+   AudioCaptureMac capture;
+   platform.startStatus = osal::Status::Error(16, "busy");
+   platform.atStart = [this] {
+      Deliver(kChunkSize);
+   };
+   EXPECT_FALSE(capture.Open(prefs, &clock));
+   EXPECT_FALSE(WasSignalled());
+   EXPECT_EQ(Take(capture).size(), 1U);
+   EXPECT_FALSE(capture.Close());
+}
+
+TEST_F(AudioCaptureMacTest, TheServiceThreadHasItsName) {
+   AudioCaptureMac capture;
+   ASSERT_TRUE(capture.Open(prefs, &clock));
+   EXPECT_TRUE(capture.Close());
+   EXPECT_NE(log.Dump().find("Thread started. Name=AudioCaptureMac. Id="), std::string::npos) << log.Dump();
 }
 
 TEST_F(AudioCaptureMacTest, TheSampleSizeIsAssertedAndChannelsAreCut) {
@@ -484,6 +506,22 @@ TEST_F(AudioCaptureMacTest, ADumpThatCannotBeMadeStopsNothing) {
       << log.Dump();
    Deliver(kChunkSize);
    EXPECT_EQ(Take(capture).size(), 1U);
+   EXPECT_TRUE(capture.Close());
+}
+
+TEST_F(AudioCaptureMacTest, ADumpThatFindsTheDiskFullStopsNothingAndIsDroppedWithoutALineForEachChunk) {
+   settings.Set("DebugExportAudioEnable", true);
+   settings.SetText("DebugExportAudioFileName", folder / "sound.dump");
+   std::signal(SIGXFSZ, SIG_IGN);
+   const rlimit header{100, RLIM_INFINITY};
+   ASSERT_EQ(setrlimit(RLIMIT_FSIZE, &header), 0);
+   AudioCaptureMac capture;
+   ASSERT_TRUE(capture.Open(prefs, &clock));
+   const rlimit none{RLIM_INFINITY, RLIM_INFINITY};
+   ASSERT_EQ(setrlimit(RLIMIT_FSIZE, &none), 0);
+   Deliver(3 * kChunkSize);
+   EXPECT_EQ(Take(capture).size(), 3U);
+   EXPECT_EQ(log.Count(logger::ERROR, "Frame size mismatch!"), 0) << log.Dump();
    EXPECT_TRUE(capture.Close());
 }
 

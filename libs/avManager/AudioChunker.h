@@ -29,12 +29,15 @@ public:
 
    /// Cuts one delivery. Its taker has
    ///
-   ///     void ChunkBegins();                                // the first byte of a chunk is in this delivery
-   ///     bool Copy(const char **cursor, size_t bytes);      // a whole chunk; true: taken, and the cursor moved behind
-   ///     it bool Copy(const char **cursor, size_t bytes, const char *cache, size_t cached); // `cached` first void
-   ///     Taken();                                      // after each Copy that was true void Dropped(uint32_t number);
-   ///     // after the others; counts from 1 in each delivery
+   ///     void ChunkBegins();
+   ///     bool Copy(const char **cursor, size_t bytes);
+   ///     bool Copy(const char **cursor, size_t bytes, const char *cache, size_t cached);
+   ///     void Taken();
+   ///     void Dropped(uint32_t number);
    ///
+   /// ChunkBegins: the next chunk's first byte is in this delivery. Copy: a whole chunk, the bytes at the cursor, or
+   /// the `cached` ones at `cache` and behind them those at the cursor; true when it is taken, with the cursor moved
+   /// behind it. After each Copy comes Taken, or Dropped with the chunk's number, which counts from 1 in each delivery.
    /// Required: ChunkBegins is called once, at the start, and also for a delivery of nothing.
    template <typename Taker>
    void Cut(const char *data, size_t length, Taker &taker);

@@ -464,6 +464,22 @@ class RecordAudio(ToolTest):
         self.assertIn("unplugged", summary["health"])
         self.assertEqual(summary["chunksTaken"], 10)  # of 20 ms, from 20 buffers of 10.67
 
+    def test_no_chunk_within_four_seconds_and_an_interrupt_before_one_are_told(self):
+        self.tones(({"name": "Desk", "uniqueId": "1", "default": True, "fail": {"unplugAfterBuffers": 1}},))
+        command = ("record", "audio", "--chunk-ms", "1000", "--out", self.out + ".wav")
+        text = self.mavr(*command, status=1).stderr
+        self.assertRegex(text, r"^mavr: No sound came from the default microphone within 4 seconds: .*unplugged.*\. Is it "
+                               r"plugged in, and may programs listen\? 'mavr doctor' looks at what capture stands on\.$")
+        Path(self.out + ".wav").unlink()
+        with subprocess.Popen([MAVR, *command], env=self.environment, stderr=subprocess.PIPE, text=True) as recording:
+            while not Path(self.out + ".wav").exists():
+                time.sleep(0.01)
+            recording.send_signal(signal.SIGINT)
+            text = recording.communicate(timeout=30)[1]
+        self.assertEqual((recording.returncode, text),
+                         (1, "mavr: Interrupted before sound came from the default microphone. It gets 4 seconds for "
+                             "its first chunk.\n"))
+
 
 class Status(ToolTest):
     def test_tells_everything_that_decides(self):

@@ -148,7 +148,11 @@ private:
       const double start = NowSeconds();
       while (!mRecorder.IsDataAvailable()) {
          WaitForSingleObject(mEvent, kLookMS);
-         if (NowSeconds() - start < kFirstChunkMS / 1000.0 && !IsInterrupted()) {
+         if (IsInterrupted()) {
+            throw ToolError("Interrupted before sound came from " + mSummary.microphone + ".",
+                            "It gets 4 seconds for its first chunk.");
+         }
+         if (NowSeconds() - start < kFirstChunkMS / 1000.0) {
             continue;
          }
          const osal::Status health = mRecorder.Facts().health;
