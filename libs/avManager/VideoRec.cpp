@@ -143,10 +143,14 @@ void VideoRec::ReleaseCamera() {
 
 void VideoRec::OpenExport(uint32_t frameSize) {
    std::string path;
-   if (AppTweakSettings::GetExportVideoFile(&path)) {
-      (void)mExportFile.InitWrite(kMediaVideo, path,
-                                  MediaFileHeader::ForVideo(mPrefs.mWidth, mPrefs.mHeight,
-                                                            static_cast<uint32_t>(mPrefs.mPixelFormat), frameSize));
+   if (!AppTweakSettings::GetExportVideoFile(&path)) {
+      return;
+   }
+   const auto header =
+      MediaFileHeader::ForVideo(mPrefs.mWidth, mPrefs.mHeight, static_cast<uint32_t>(mPrefs.mPixelFormat), frameSize);
+   // One without a header would refuse each frame with a line.
+   if (!mExportFile.InitWrite(kMediaVideo, path, header)) {
+      mExportFile.CloseFile();
    }
 }
 

@@ -13,7 +13,10 @@
 
 #include <gtest/gtest.h>
 
+#include <sys/resource.h>
+
 #include <atomic>
+#include <csignal>
 #include <cstring>
 #include <memory>
 #include <string>
@@ -566,6 +569,19 @@ TEST_F(VideoRecFiles, AnExportThatCannotBeWrittenStopsNothing) {
    store.SetText("DebugExportVideoFileName", dir / "no/such/folder");
    auto recorder = MakeOpen();
    GiveAndTake(recorder.get());
+}
+
+TEST_F(VideoRecFiles, AnExportThatFindsTheDiskFullIsDroppedWithoutALineForEachFrame) {
+   store.Set("DebugExportVideoEnable", true);
+   store.SetText("DebugExportVideoFileName", dir / "out.dump");
+   std::signal(SIGXFSZ, SIG_IGN);
+   const rlimit full{100, RLIM_INFINITY};
+   ASSERT_EQ(setrlimit(RLIMIT_FSIZE, &full), 0);
+   auto recorder = MakeOpen();
+   const rlimit none{RLIM_INFINITY, RLIM_INFINITY};
+   ASSERT_EQ(setrlimit(RLIMIT_FSIZE, &none), 0);
+   GiveAndTake(recorder.get());
+   EXPECT_EQ(log.Count(logger::ERROR, "Frame size mismatch!"), 0) << log.Dump();
 }
 
 } // namespace
