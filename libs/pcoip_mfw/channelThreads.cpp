@@ -207,7 +207,7 @@ pcoip_channel::Source pcoip_channel::SourceOf(Which which) const {
 
 void pcoip_channel::RecvLoop(Which which) {
    const Source source = SourceOf(which);
-   const bool returned = ReturnsNormally([&] {
+   const bool returned = ReturnsNormally([this, &source] {
       while (source.capacity != 0 && mChannelHandle.load(std::memory_order_acquire) != kPcoipNoHandle &&
              ReadBatch(source)) {
       }

@@ -141,27 +141,44 @@ void pcoip_channel::CloseLocked() {
    Close();
 }
 
+// The handles are those of the beginning: what is left of a send does not go to a channel that has been opened
+// meanwhile.
+struct pcoip_channel::Way {
+   decltype(PcoipHostTable::pcoip_vchan_send) send;
+   uint32_t handle;
+   uint32_t most; // bytes of one datagram
+   uint32_t reliableHandle;
+   bool lossy;
+};
+
 // The lossy handle is asked for, and not only the flag: on the client side the other side may have changed the flag
 // since the opening.
-bool pcoip_channel::Send(const void *data, uint32_t size, bool lossy) {
+inline pcoip_channel::Way pcoip_channel::WayOf(bool lossy) const {
    const PcoipHostTable *const host = mfwHost.load(std::memory_order_acquire);
    const uint32_t reliableHandle = mChannelHandle.load(std::memory_order_acquire);
-   const uint32_t lossyHandle = lossy && IsLossy() ? mUchanHandle.load(std::memory_order_acquire) : kPcoipNoHandle;
-   const bool asLossy = lossyHandle != kPcoipNoHandle;
-   const uint32_t handle = asLossy ? lossyHandle : reliableHandle;
-   const auto send = asLossy ? host->pcoip_vchan_usend : host->pcoip_vchan_send;
-   const uint32_t timeout = mSendTimeout.load(std::memory_order_relaxed);
-   const uint32_t most = std::max((asLossy ? mMaxUdgram : mMaxDgram).load(std::memory_order_relaxed), 1U);
-   const auto *at = static_cast<const uint8_t *>(data);
-   for (uint32_t left = size; left > 0;) {
-      const uint32_t chunk = std::min(left, most);
-      if (const int32_t result = send(handle, at, chunk, timeout); result != 0) {
-         return SendFailed(result, asLossy, reliableHandle);
+   if (lossy && IsLossy()) {
+      const uint32_t handle = mUchanHandle.load(std::memory_order_acquire);
+      if (handle != kPcoipNoHandle) {
+         return {host->pcoip_vchan_usend, handle, mMaxUdgram.load(std::memory_order_relaxed), reliableHandle, true};
       }
-      at += chunk;
-      left -= chunk;
    }
-   return true;
+   return {host->pcoip_vchan_send, reliableHandle, mMaxDgram.load(std::memory_order_relaxed), reliableHandle, false};
+}
+
+bool pcoip_channel::Send(const void *data, uint32_t size, bool lossy) {
+   const Way way = WayOf(lossy);
+   const uint32_t timeout = mSendTimeout.load(std::memory_order_relaxed);
+   if (size == 0) {
+      return true;
+   }
+   const auto *at = static_cast<const uint8_t *>(data);
+   for (const uint32_t most = std::max(way.most, 1U); size > most; size -= most, at += most) {
+      if (const int32_t result = way.send(way.handle, at, most, timeout); result != 0) {
+         return SendFailed(result, way.lossy, way.reliableHandle);
+      }
+   }
+   const int32_t result = way.send(way.handle, at, size, timeout);
+   return result == 0 || SendFailed(result, way.lossy, way.reliableHandle);
 }
 
 // A channel that has been opened again meanwhile has nothing to do with this failure.

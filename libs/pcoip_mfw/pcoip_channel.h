@@ -102,6 +102,7 @@ private:
    enum class Which { Reliable, Lossy };
    enum class Opening { Done, Failed, NotNeeded };
    struct Source; // what one reader reads, and where to
+   struct Way;    // how one send goes
    class RunPlace;
 
    static ChannelRef FindLive(void *userData);
@@ -121,6 +122,7 @@ private:
    [[nodiscard]] bool Receive(const Source &source, uint8_t *to, uint32_t &outSize);
    [[nodiscard]] bool ReceiveFailed(int32_t result, uint32_t size, uint32_t most);
 
+   [[nodiscard]] Way WayOf(bool lossy) const;
    [[nodiscard]] bool SendFailed(int32_t result, bool lossy, uint32_t reliableHandle);
 
    void OnEvent(uint32_t handle, uint32_t event, const void *data);

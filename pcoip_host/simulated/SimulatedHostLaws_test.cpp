@@ -216,7 +216,7 @@ private:
          (void)endpoint.Start(mDraw.Chance(50), 1);
          break;
       case 3:
-         endpoint.Stop();
+         Silently(index, [&] { endpoint.Stop(); });
          break;
       case 4:
       case 5:
@@ -229,7 +229,7 @@ private:
          endpoint.Room(mDraw.Below(64), mDraw.Below(64));
          break;
       case 8:
-         mEndpoints[index].reset();
+         Silently(index, [&] { mEndpoints[index].reset(); });
          Make(index);
          break;
       case 9:
@@ -250,6 +250,13 @@ private:
             Require(false, mEndpoints[i]->IsOpen() ? "an end was not told" : "an opening was not told");
          }
       }
+   }
+
+   template <class Ending>
+   void Silently(size_t index, const Ending &end) {
+      const uint32_t before = mHistories[kNames[index]].closes;
+      end();
+      Require(mHistories[kNames[index]].closes == before, "told of a close of its own making");
    }
 
    void Judge() {
