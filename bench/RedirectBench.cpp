@@ -30,9 +30,9 @@ using Clock = std::chrono::steady_clock;
 
 constexpr size_t kFrameSize = size_t{640} * 480 * 3 / 2;
 constexpr int kFrameRate = 30;
-constexpr int kFrames = 90;
+constexpr int kFrames = 60;
 constexpr auto kPeriod = std::chrono::nanoseconds(1'000'000'000 / kFrameRate);
-constexpr double kSeconds = 3;
+constexpr double kSeconds = 2;
 constexpr const char *kCamera = R"({"cameras": [{"name": "Camera", "uniqueId": "1", "pattern": "counter",
    "formats": [{"width": 1280, "height": 720, "maxFrameRate": 30}]}], "microphones": [{"name": "M", "uniqueId": "2"}]})";
 

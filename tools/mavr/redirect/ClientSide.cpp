@@ -68,20 +68,24 @@ uint64_t NowNs() {
 // A recorder's time as one of the monotonic clock. The recorder's is in whole milliseconds, rounded down.
 class CaptureTime {
 public:
+   // The two are read at moments when the recorder's moves on. The later the second reading, the later would a capture
+   // seem to be: the best of some is the earliest.
    CaptureTime() {
-      // The two are read at the moment when the recorder's moves on.
-      const uint32_t before = SyncMediaClock::GetTimeMS();
-      while ((mMediaMs = SyncMediaClock::GetTimeMS()) == before) {
+      for (int tries = 0; tries < 4; ++tries) {
+         const uint32_t before = SyncMediaClock::GetTimeMS();
+         uint32_t mediaMs = before;
+         while (mediaMs == before) {
+            mediaMs = SyncMediaClock::GetTimeMS();
+         }
+         mStartNs = std::min(mStartNs, NowNs() - mediaMs * kNsPerMs);
       }
-      mNs = NowNs();
    }
-   [[nodiscard]] uint64_t Of(uint32_t mediaMs) const {
-      return mNs + static_cast<uint64_t>(int64_t{static_cast<int32_t>(mediaMs - mMediaMs)} * 1'000'000);
-   }
+   [[nodiscard]] uint64_t Of(uint32_t mediaMs) const { return mStartNs + mediaMs * kNsPerMs; }
 
 private:
-   uint32_t mMediaMs = 0;
-   uint64_t mNs = 0;
+   static constexpr uint64_t kNsPerMs = 1'000'000;
+
+   uint64_t mStartNs = UINT64_MAX; // when the recorder's was 0
 };
 
 class Client {
