@@ -12,6 +12,7 @@
 #include "pcoip_host/local/LocalSocket.h"
 
 #include "osal/Clock.h"
+#include "osal/Threads.h"
 
 #include <sys/stat.h>
 #include <sys/wait.h>
