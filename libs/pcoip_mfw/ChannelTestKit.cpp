@@ -51,7 +51,7 @@ HANDLE WatchedThreads::Begin(void *security, uint32_t stack, platforms::ThreadSt
          errno = EAGAIN;
          return nullptr;
       }
-      begun.reset(new Begun{&watched, start, argument, watched.mStarted++});
+      begun = std::make_unique<Begun>(Begun{&watched, start, argument, watched.mStarted++});
       ++watched.mAlive;
       watched.mChanged.notify_all();
    }
@@ -311,7 +311,7 @@ int32_t ObedientHost::Receive(uint32_t handle, void *buffer, uint32_t capacity, 
    return 0;
 }
 
-int32_t ObedientHost::Send(Sent sent) {
+int32_t ObedientHost::Send(const Sent &sent) {
    std::function<int32_t(const Sent &)> decide;
    {
       const std::lock_guard<std::mutex> hold(mLock);

@@ -146,7 +146,7 @@ private:
    };
 
    int32_t Receive(uint32_t handle, void *buffer, uint32_t capacity, uint32_t *outSize);
-   int32_t Send(Sent sent);
+   int32_t Send(const Sent &sent);
 
    mutable std::mutex mLock;
    std::condition_variable mChanged;
