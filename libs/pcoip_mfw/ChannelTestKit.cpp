@@ -156,9 +156,22 @@ struct ObedientOperations {
       return gHost->Send({handle, std::string(static_cast<const char *>(data), size), timeout, true});
    }
    static int32_t Receive(uint32_t handle, void *buffer, uint32_t capacity, uint32_t *outSize, int32_t timeout) {
+      return IsLossy(handle) ? ObedientHost::kWrongWayResult : ReceiveAny(handle, buffer, capacity, outSize, timeout);
+   }
+   static int32_t ReceiveLossy(uint32_t handle, void *buffer, uint32_t capacity, uint32_t *outSize, int32_t timeout) {
+      return IsLossy(handle) ? ReceiveAny(handle, buffer, capacity, outSize, timeout) : ObedientHost::kWrongWayResult;
+   }
+   static int32_t ReceiveAny(uint32_t handle, void *buffer, uint32_t capacity, uint32_t *outSize, int32_t timeout) {
       return timeout == kPcoipNoTimeout ? gHost->Receive(handle, buffer, capacity, outSize) : -1;
    }
+   static bool IsLossy(uint32_t handle) { return handle >= ObedientHost::kLossyHandles && handle != kPcoipNoHandle; }
    static int32_t Pending(uint32_t handle, uint32_t *outCount) {
+      return IsLossy(handle) ? ObedientHost::kWrongWayResult : PendingAny(handle, outCount);
+   }
+   static int32_t PendingLossy(uint32_t handle, uint32_t *outCount) {
+      return IsLossy(handle) ? PendingAny(handle, outCount) : ObedientHost::kWrongWayResult;
+   }
+   static int32_t PendingAny(uint32_t handle, uint32_t *outCount) {
       const std::lock_guard<std::mutex> hold(gHost->mLock);
       ++gHost->mPendingQueries;
       const auto found = gHost->mPipes.find(handle);
@@ -198,8 +211,8 @@ const PcoipHostTable &ObedientHost::Table() {
       filled.pcoip_vchan_get_uchan_handle = &ObedientOperations::LossyHandle;
       filled.pcoip_vchan_get_max_udgram_size = &ObedientOperations::MaxLossyDatagram;
       filled.pcoip_vchan_usend = &ObedientOperations::SendLossy;
-      filled.pcoip_vchan_urecv = &ObedientOperations::Receive;
-      filled.pcoip_vchan_upending = &ObedientOperations::Pending;
+      filled.pcoip_vchan_urecv = &ObedientOperations::ReceiveLossy;
+      filled.pcoip_vchan_upending = &ObedientOperations::PendingLossy;
       return filled;
    }();
    return table;
@@ -404,6 +417,9 @@ void KeepingEndpoint::GotData(uint32_t /*session*/, uint8_t *data, uint32_t size
 
 void KeepingEndpoint::GotDataLossy(uint32_t session, uint8_t *data, uint32_t size) {
    pcoip_mfw::GotDataLossy(session, data, size);
+   if (onLossy) {
+      onLossy(data, size);
+   }
    const std::lock_guard<std::mutex> hold(mLock);
    mLossy.emplace_back(reinterpret_cast<const char *>(data) + header, size);
    mChanged.notify_all();

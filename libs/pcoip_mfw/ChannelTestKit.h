@@ -59,6 +59,7 @@ private:
 class ObedientHost {
 public:
    static constexpr int32_t kClosedResult = -17;
+   static constexpr int32_t kWrongWayResult = -18; ///< the operation is for handles of the other kind
 
    struct Opened {
       std::string name; // all 32 bytes
@@ -130,10 +131,11 @@ public:
    [[nodiscard]] std::vector<uint32_t> Capacities() const; ///< of all receives
    [[nodiscard]] std::vector<uint64_t> Unregistered() const;
    [[nodiscard]] size_t StillOpen() const; ///< handles that nobody has closed
-   [[nodiscard]] static uint32_t LossyHandleOf(uint32_t handle) { return handle + 0x10000; }
+   [[nodiscard]] static uint32_t LossyHandleOf(uint32_t handle) { return handle + kLossyHandles; }
 
 private:
    friend struct ObedientOperations;
+   static constexpr uint32_t kLossyHandles = 0x10000; // from here on
    struct Datagram {
       std::string data;
       int64_t toldSize;
@@ -187,6 +189,7 @@ public:
    uint32_t header = 0; ///< the room in front that was asked for
    std::function<void(uint32_t state)> onState;
    std::function<void(uint8_t *data, uint32_t size)> onData;
+   std::function<void(uint8_t *data, uint32_t size)> onLossy;
    std::function<void(uint32_t code)> onEvent;
 
 private:

@@ -338,6 +338,9 @@ TEST_F(ReadingTest, LossyDatagramsGoTheirOwnWay) {
    endpoint.AwaitLossy(2);
    EXPECT_EQ(endpoint.Data(), Strings{"reliable"});
    EXPECT_EQ(endpoint.Lossy(), (Strings{"lossy one", "lossy two"}));
+   const auto capacities = host.Capacities();
+   EXPECT_NE(std::find(capacities.begin(), capacities.end(), 1000U), capacities.end()) << "that of its own datagrams";
+   EXPECT_EQ(host.PendingQueries(), 3) << "one for each batch, and one where the count has run out";
 }
 
 // ---- What ends it ---------------------------------------------------------------------------------------------------
@@ -395,10 +398,11 @@ TEST_F(ReadingTest, CallbackThatThrowsClosesTheChannel) {
       KeepingEndpoint endpoint("throws");
       OpenOnAgent(endpoint, lossy);
       log.Clear();
-      endpoint.onData = [](uint8_t *, uint32_t) {
+      (lossy ? endpoint.onLossy : endpoint.onData) = [](uint8_t *, uint32_t) {
          throw std::runtime_error("on purpose");
       };
-      host.Arrive(host.AllOpened().back().handle, {"one", "two"});
+      const uint32_t handle = host.AllOpened().back().handle;
+      host.Arrive(lossy ? kit::ObedientHost::LossyHandleOf(handle) : handle, {"one", "two"});
       threads.AwaitNone();
       EXPECT_EQ(log.Count(logger::ERROR, "EXCEPTION in user GotData callback"), 1) << log.Dump();
       EXPECT_EQ(endpoint.States(), (States{1, 0}));

@@ -197,6 +197,12 @@ bool SimulatedHost::holdsOpen(std::string_view name) const {
    });
 }
 
+bool SimulatedHost::holdsFailed() const {
+   const std::lock_guard<std::mutex> hold(mLock);
+   return std::any_of(mChannels.begin(), mChannels.end(),
+                      [](const auto &each) { return each.second->failed && each.second->phase != Phase::Closed; });
+}
+
 // ---- Steps ----------------------------------------------------------------------------------------------------------
 
 struct SimulatedHost::Choice {
@@ -289,7 +295,11 @@ void SimulatedHost::Answer(Channel &channel) {
    Tell(channel, channel.handle, 0);
 }
 
-void SimulatedHost::Tell(const Channel &channel, uint32_t handle, uint32_t event) {
+void SimulatedHost::Tell(Channel &channel, uint32_t handle, uint32_t event) {
+   if (handle == channel.handle && event >= 1 && event <= 3) {
+      const std::lock_guard<std::mutex> hold(mLock);
+      channel.failed = true;
+   }
    const uint32_t capability = channel.number + 1;
    channel.callback(channel.userData, handle, event, mDraw.Chance(80) ? &capability : nullptr);
 }
@@ -424,6 +434,7 @@ int32_t SimulatedHost::Send(uint32_t handle, const void *data, uint32_t size, bo
    }
    SeededDraw draw = DrawFor(*channel, lossy ? "usend" : "send", channel->sends++);
    if (draw.Chance(mWeather.failSend)) {
+      channel->failed = true;
       return kFailed;
    }
    if (lossy && draw.Chance(mWeather.dropLossy)) {
@@ -458,12 +469,14 @@ int32_t SimulatedHost::Receive(uint32_t handle, void *buffer, uint32_t capacity,
    }
    SeededDraw draw = DrawFor(*channel, lossy ? "urecv" : "recv", pipe.calls++);
    if (draw.Chance(mWeather.failReceive)) {
+      channel->failed = true;
       return kFailed;
    }
    const std::string datagram = std::move(pipe.waiting.front());
    pipe.waiting.pop_front();
    std::memcpy(buffer, datagram.data(), std::min<size_t>(capacity, datagram.size()));
    if (draw.Chance(mWeather.oversize)) {
+      channel->failed = true;
       *outSize = draw.Chance(50) ? capacity + 1 : UINT32_MAX - draw.Below(4096);
       return 0;
    }

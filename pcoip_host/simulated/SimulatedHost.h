@@ -63,6 +63,9 @@ public:
    /// Whether a channel of that name, which is cut at 31 characters, is open: the host has said so, and nobody has
    /// closed it since.
    [[nodiscard]] bool holdsOpen(std::string_view name) const;
+   /// Whether there is a channel that the plugin should have closed and has not: a send or a receive failed, a receive
+   /// lied about its size, or the host said that the channel is over.
+   [[nodiscard]] bool holdsFailed() const;
    [[nodiscard]] uint32_t stepsTaken() const { return mSteps; }
 
 private:
@@ -84,6 +87,7 @@ private:
       PcoipChannelCallback callback;
       void *userData;
       Phase phase = Phase::Asked;
+      bool failed = false;
       Pipe reliable;
       Pipe unreliable;
       uint32_t maxDatagram = 0;
@@ -96,7 +100,7 @@ private:
 
    void CollectFor(Channel &channel, std::vector<Choice> &choices);
    void Answer(Channel &channel);
-   void Tell(const Channel &channel, uint32_t handle, uint32_t event);
+   void Tell(Channel &channel, uint32_t handle, uint32_t event);
    void TellSession(uint32_t state);
    void Speak(Channel &channel);
    void Travel(Pipe &pipe, bool lossy);

@@ -75,6 +75,11 @@ public:
       const std::lock_guard<std::mutex> hold(mLock);
       return mOpen;
    }
+   /// It has thrown out of GotData while it was open, and no close has come since.
+   [[nodiscard]] bool IsOpenAfterThrow() {
+      const std::lock_guard<std::mutex> hold(mLock);
+      return mThrew && mOpen;
+   }
    void Room(uint32_t header, uint32_t trailer) {
       if (!IsStarted()) {
          mHeader = header;
@@ -95,6 +100,7 @@ public:
          Expect(state <= 1, "another state");
          Expect(mOpen != (state == 1), state == 1 ? "opened twice" : "closed twice");
          mOpen = state == 1;
+         mThrew = false;
          ++(state == 1 ? mHistory.opens : mHistory.closes);
       }
       switch (mDraw.Below(12)) {
@@ -122,8 +128,11 @@ public:
          return; // the other reader may be in a callback at the same time
       }
       switch (mDraw.Below(16)) {
-      case 0:
+      case 0: {
+         const std::lock_guard<std::mutex> hold(mLock);
+         mThrew = mOpen;
          throw 5;
+      }
       case 1:
          Stop();
          break;
@@ -156,8 +165,9 @@ private:
 
    History &mHistory;
    SeededDraw mDraw;
-   std::mutex mLock; // guards mOpen and what the callbacks write
+   std::mutex mLock; // guards mOpen, mThrew and what the callbacks write
    bool mOpen = false;
+   bool mThrew = false;
    uint32_t mHeader = 0;
    uint32_t mSaid = 0;
 };
@@ -245,10 +255,12 @@ private:
 
    // At rest the endpoint knows of each opening and of each end: what the host holds open is what was told as open.
    void JudgeOpenings() {
+      Require(!mHost.holdsFailed(), "a failure did not close its channel");
       for (size_t i = 0; i < kEndpoints; ++i) {
          if (mEndpoints[i]->IsOpen() != mHost.holdsOpen(kNames[i])) {
             Require(false, mEndpoints[i]->IsOpen() ? "an end was not told" : "an opening was not told");
          }
+         Require(!mEndpoints[i]->IsOpenAfterThrow(), "a throw did not close its channel");
       }
    }
 
@@ -301,7 +313,7 @@ private:
    }
 
    void Require(bool holds, const std::string &law) {
-      if (!holds) {
+      if (!holds && mBroken.find(law) == std::string::npos) {
          mBroken += law + "; ";
       }
    }
