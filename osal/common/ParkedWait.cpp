@@ -1,5 +1,9 @@
 #include "osal/common/ParkedWait.h"
 
+#if defined(__APPLE__)
+#include "osal/apple/MachTime.h"
+#endif
+
 #include <cerrno>
 #include <cstddef>
 #include <ctime>
@@ -11,10 +15,15 @@ namespace {
 constexpr uint64_t kNsPerSecond = 1'000'000'000;
 constexpr uint64_t kNoLimit = UINT64_MAX;
 
+// The time of the system's osal::Clock.
 uint64_t MonotonicNs() {
+#if defined(__APPLE__)
+   return MachNowNs();
+#else
    timespec now{};
    clock_gettime(CLOCK_MONOTONIC, &now);
    return static_cast<uint64_t>(now.tv_sec) * kNsPerSecond + static_cast<uint64_t>(now.tv_nsec);
+#endif
 }
 
 timespec AsTimespec(uint64_t ns) {

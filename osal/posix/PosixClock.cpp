@@ -1,5 +1,8 @@
 #include "osal/Clock.h"
 #include "osal/WaitWord.h"
+#if defined(__APPLE__)
+#include "osal/apple/MachTime.h"
+#endif
 
 #include <atomic>
 #include <cerrno>
@@ -13,9 +16,13 @@ constexpr uint64_t kNsPerSecond = 1'000'000'000;
 class PosixClock final : public Clock {
 public:
    uint64_t monotonicNs() const override {
+#if defined(__APPLE__)
+      return MachNowNs();
+#else
       timespec now{};
       clock_gettime(CLOCK_MONOTONIC, &now);
       return static_cast<uint64_t>(now.tv_sec) * kNsPerSecond + static_cast<uint64_t>(now.tv_nsec);
+#endif
    }
 
    WallTime wallTime() const override {

@@ -3,7 +3,7 @@
 #include <cerrno>
 
 #if defined(__APPLE__)
-#include <sys/sysctl.h>
+#include "osal/apple/ApplePlaces.h"
 #endif
 
 namespace osal {
@@ -11,15 +11,7 @@ namespace osal {
 #if defined(__APPLE__)
 
 bool readSystemControl(const char *name, char *buffer, size_t size) {
-   size_t length = size;
-   if (size != 0 && sysctlbyname(name, buffer, &length, nullptr, 0) == 0 && length > 0 && length <= size &&
-       buffer[length - 1] == '\0') {
-      return true;
-   }
-   if (size != 0) {
-      buffer[0] = '\0';
-   }
-   return false;
+   return apple::systemControl(name, buffer, size);
 }
 
 #else

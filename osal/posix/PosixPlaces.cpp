@@ -1,8 +1,9 @@
 #include "osal/Places.h"
 
-#ifdef __APPLE__
-#include <mach-o/dyld.h>
+#if defined(__APPLE__)
+#include "osal/apple/ApplePlaces.h"
 #endif
+
 #include <pwd.h>
 #include <unistd.h>
 
@@ -34,6 +35,8 @@ std::string UserDatabaseHome() {
    return found->pw_dir;
 }
 
+#if !defined(__APPLE__)
+
 /// $variable, else `fallback` (which begins with a slash) in the home folder, else empty with errno set.
 std::string BaseFolder(const char *variable, const char *fallback) {
    std::string folder = AbsoluteFolder(variable);
@@ -48,11 +51,9 @@ std::string ConfigFolder() {
    return BaseFolder("XDG_CONFIG_HOME", "/.config");
 }
 
-} // namespace
+#endif
 
-std::string userLibraryFolder() {
-   return BaseFolder("XDG_STATE_HOME", "/.local/state");
-}
+} // namespace
 
 std::string systemLogFolder() {
    return "/Library/Logs/Corvane";
@@ -61,6 +62,26 @@ std::string systemLogFolder() {
 std::string homeFolder() {
    std::string home = AbsoluteFolder("HOME");
    return home.empty() ? UserDatabaseHome() : home;
+}
+
+#if defined(__APPLE__)
+
+std::string userLibraryFolder() {
+   return apple::libraryFolder();
+}
+
+std::vector<std::string> configurationFiles() {
+   return apple::configurationFiles(homeFolder());
+}
+
+std::string preferencesFile(std::string_view applicationId) {
+   return apple::preferencesFile(homeFolder(), applicationId);
+}
+
+#else
+
+std::string userLibraryFolder() {
+   return BaseFolder("XDG_STATE_HOME", "/.local/state");
 }
 
 std::vector<std::string> configurationFiles() {
@@ -78,12 +99,11 @@ std::string preferencesFile(std::string_view applicationId) {
    return folder.empty() ? std::string() : folder + "/corvane/" + std::string(applicationId) + ".plist";
 }
 
+#endif
+
 std::string executableFile() {
-#ifdef __APPLE__
-   uint32_t size = 0;
-   _NSGetExecutablePath(nullptr, &size); // tells the size
-   std::string path(size, '\0');
-   return _NSGetExecutablePath(path.data(), &size) == 0 ? std::string(path.c_str()) : std::string();
+#if defined(__APPLE__)
+   return apple::executableFile();
 #else
    return "/proc/self/exe"; // leads there even when the file has been replaced meanwhile
 #endif

@@ -70,6 +70,10 @@ void SendEmptyBuffers(bool sends);
 /// Returns when no queue has work and none is served. Not on a thread that serves one.
 void AwaitIdleQueues();
 
+/// Mach's ticks from now on, and its time base; a denominator of 0: it can't be read.
+void SetMachTime(uint64_t ticks, uint32_t numer, uint32_t denom);
+void SetHasLibraryFolder(bool has);
+
 /// Whether CFPreferencesAppSynchronize reports success.
 void SetPreferencesWritable(bool isWritable);
 /// Forgets every preference domain.
