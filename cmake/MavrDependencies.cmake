@@ -3,6 +3,12 @@ find_package(PkgConfig REQUIRED)
 find_package(Threads REQUIRED)
 find_package(nlohmann_json REQUIRED)
 
+# The settings file of our own: where the platform keeps no settings, and for its tests.
+set(MAVR_SETTINGS_FILE OFF)
+if(CMAKE_SYSTEM_NAME STREQUAL "Linux" OR BUILD_TESTING)
+  set(MAVR_SETTINGS_FILE ON)
+endif()
+
 # libyuv comes with neither a pkg-config file nor a CMake package.
 find_path(LIBYUV_INCLUDE_DIR libyuv.h REQUIRED)
 find_library(LIBYUV_LIBRARY yuv REQUIRED)
@@ -15,9 +21,11 @@ if(CMAKE_SYSTEM_NAME STREQUAL "Linux")
   # Its method macros are GNU statement expressions, which clang counts as ours where they are used.
   target_compile_options(PkgConfig::PIPEWIRE INTERFACE
     $<$<COMPILE_LANG_AND_ID:CXX,Clang,AppleClang>:-Wno-gnu-statement-expression>)
-  pkg_check_modules(PLIST REQUIRED IMPORTED_TARGET libplist-2.0)
   pkg_check_modules(UUID REQUIRED IMPORTED_TARGET uuid)
   pkg_check_modules(CRYPTO REQUIRED IMPORTED_TARGET libcrypto)
+endif()
+if(MAVR_SETTINGS_FILE)
+  pkg_check_modules(PLIST REQUIRED IMPORTED_TARGET libplist-2.0)
 endif()
 pkg_check_modules(TOMLPLUSPLUS REQUIRED IMPORTED_TARGET tomlplusplus)
 find_package(CLI11 REQUIRED)

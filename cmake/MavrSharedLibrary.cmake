@@ -9,8 +9,10 @@ set_target_properties(mavrCliLib PROPERTIES LINKER_LANGUAGE CXX)
 set(interface_list "${PROJECT_SOURCE_DIR}/cmake/mavrCliLib.map")
 if(APPLE)
   set(interface_list "${PROJECT_SOURCE_DIR}/cmake/mavrCliLib.exports")
-  set_target_properties(mavrCliLib PROPERTIES INSTALL_NAME_DIR "" OUTPUT_NAME mavrCliLib)
-  target_link_options(mavrCliLib PRIVATE "-Wl,-exported_symbols_list,${interface_list}" "-Wl,-install_name,libmavrCliLib")
+  # The install name is the bare word, whatever the file is called: CMake's own would end in .dylib.
+  set_target_properties(mavrCliLib PROPERTIES NO_SONAME ON)
+  target_link_options(mavrCliLib PRIVATE
+    "-Wl,-exported_symbols_list,${interface_list}" "-Wl,-install_name,libmavrCliLib" -Wl,-dead_strip)
 else()
   set_target_properties(mavrCliLib PROPERTIES VERSION "${PROJECT_VERSION}" SOVERSION "${PROJECT_VERSION_MAJOR}")
   target_link_options(mavrCliLib PRIVATE "-Wl,--version-script=${interface_list}" -Wl,--gc-sections)

@@ -66,8 +66,8 @@ void Arrive(void *context) {
 } // namespace
 
 std::recursive_mutex &fakes::ConfigurationLock() {
-   static std::recursive_mutex lock;
-   return lock;
+   static auto *const lock = new std::recursive_mutex; // never destroyed
+   return *lock;
 }
 
 bool fakes::Deliver(AVCaptureOutput *output, FakeSampleBuffer *buffer) {

@@ -22,7 +22,11 @@ struct SessionState {
 
 using Lock = std::lock_guard<std::recursive_mutex>;
 
-std::vector<AVCaptureSession *> gSessions; // not retained; guarded by ConfigurationLock
+// Not retained; guarded by ConfigurationLock.
+std::vector<AVCaptureSession *> &Sessions() {
+   static auto *const sessions = new std::vector<AVCaptureSession *>;
+   return *sessions;
+}
 std::atomic<bool> gRefusesMembers{false};
 
 std::mutex gStartMutex;
@@ -108,14 +112,14 @@ void Follow(SessionState &state) {
    if (self != nil) {
       mState = new SessionState;
       const Lock hold(fakes::ConfigurationLock());
-      gSessions.push_back(self);
+      Sessions().push_back(self);
    }
    return self;
 }
 - (void)dealloc {
    {
       const Lock hold(fakes::ConfigurationLock());
-      std::erase(gSessions, self);
+      std::erase(Sessions(), self);
       SessionState &state = [self state];
       state.isRunning = false;
       state.configuring = 0;
@@ -253,7 +257,7 @@ void RefuseMembers(bool refuses) {
 
 void EndCameraService() {
    const Lock hold(ConfigurationLock());
-   for (AVCaptureSession *const session : gSessions) {
+   for (AVCaptureSession *const session : Sessions()) {
       if ([session isRunning]) {
          @autoreleasepool {
             [session failWithCode:-11819];

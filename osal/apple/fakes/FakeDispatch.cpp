@@ -29,26 +29,32 @@ struct dispatch_queue_s {
 
 namespace {
 
-std::mutex gMutex;
-std::condition_variable gIdle;
-// Guarded by gMutex:
-std::vector<std::thread> gWorkers;
-std::vector<std::thread::id> gEnded;
+constinit std::mutex gMutex;
+// Guarded by gMutex, and never destroyed: a program may wait for its queues while it ends.
+struct Workers {
+   std::condition_variable idle;
+   std::vector<std::thread> threads;
+   std::vector<std::thread::id> ended;
+};
+Workers &All() {
+   static auto *const workers = new Workers;
+   return *workers;
+}
 
 // Threads whose work is done; they are waited for when somebody looks.
 std::vector<std::thread> TakeEnded() {
    std::vector<std::thread> ended;
-   for (const std::thread::id id : gEnded) {
-      for (std::thread &worker : gWorkers) {
+   for (const std::thread::id id : All().ended) {
+      for (std::thread &worker : All().threads) {
          if (worker.get_id() == id) {
             ended.push_back(std::move(worker));
-            worker = std::move(gWorkers.back());
-            gWorkers.pop_back();
+            worker = std::move(All().threads.back());
+            All().threads.pop_back();
             break;
          }
       }
    }
-   gEnded.clear();
+   All().ended.clear();
    return ended;
 }
 
@@ -75,8 +81,8 @@ void Serve(dispatch_queue_t queue) {
    }
    dispatch_release(queue);
    const std::lock_guard<std::mutex> hold(gMutex);
-   gEnded.push_back(std::this_thread::get_id());
-   gIdle.notify_all();
+   All().ended.push_back(std::this_thread::get_id());
+   All().idle.notify_all();
 }
 
 void StartWorker(dispatch_queue_t queue) {
@@ -85,7 +91,7 @@ void StartWorker(dispatch_queue_t queue) {
    {
       const std::lock_guard<std::mutex> hold(gMutex);
       ended = TakeEnded();
-      gWorkers.emplace_back(Serve, queue);
+      All().threads.emplace_back(Serve, queue);
    }
    Join(std::move(ended));
 }
@@ -133,8 +139,8 @@ void dispatch_async_f(dispatch_queue_t queue, void *context, dispatch_function_t
 
 void fakes::AwaitIdleQueues() {
    std::unique_lock<std::mutex> lock(gMutex);
-   while (!gWorkers.empty()) {
-      gIdle.wait(lock, [] { return !gEnded.empty(); });
+   while (!All().threads.empty()) {
+      All().idle.wait(lock, [] { return !All().ended.empty(); });
       std::vector<std::thread> ended = TakeEnded();
       lock.unlock();
       Join(std::move(ended));

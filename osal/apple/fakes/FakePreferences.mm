@@ -14,7 +14,11 @@ namespace {
 using Domain = std::map<std::string, CFPropertyListRef>;
 
 std::mutex gMutex;
-std::map<std::string, Domain> gDomains; // guarded by gMutex
+// Guarded by gMutex. Never destroyed: a program may look while it ends.
+std::map<std::string, Domain> &Domains() {
+   static auto *const domains = new std::map<std::string, Domain>;
+   return *domains;
+}
 std::atomic<bool> gIsWritable{true};
 
 const std::string &TextOf(CFStringRef string, const char *function) {
@@ -25,7 +29,7 @@ const std::string &TextOf(CFStringRef string, const char *function) {
 CFPropertyListRef CopyValue(CFStringRef key, CFStringRef applicationId, const char *function) {
    const std::string &name = TextOf(key, function);
    const std::lock_guard<std::mutex> hold(gMutex);
-   const Domain &domain = gDomains[TextOf(applicationId, function)];
+   const Domain &domain = Domains()[TextOf(applicationId, function)];
    const auto found = domain.find(name);
    return found != domain.end() ? CFRetain(found->second) : nullptr;
 }
@@ -120,7 +124,7 @@ Boolean CFPreferencesGetAppBooleanValue(CFStringRef key, CFStringRef application
 void CFPreferencesSetAppValue(CFStringRef key, CFPropertyListRef value, CFStringRef applicationId) {
    const std::string &name = TextOf(key, "CFPreferencesSetAppValue");
    const std::lock_guard<std::mutex> hold(gMutex);
-   Store(&gDomains[TextOf(applicationId, "CFPreferencesSetAppValue")], name, value);
+   Store(&Domains()[TextOf(applicationId, "CFPreferencesSetAppValue")], name, value);
 }
 
 Boolean CFPreferencesAppSynchronize(CFStringRef applicationId) {
@@ -138,12 +142,12 @@ void SetPreferencesWritable(bool isWritable) {
 
 void ForgetPreferences() {
    const std::lock_guard<std::mutex> hold(gMutex);
-   for (auto &[name, domain] : gDomains) {
+   for (auto &[name, domain] : Domains()) {
       while (!domain.empty()) {
          Store(&domain, std::string(domain.begin()->first), nullptr);
       }
    }
-   gDomains.clear();
+   Domains().clear();
 }
 
 void StorePreferenceReal(const std::string &applicationId, const std::string &key, double value) {
@@ -152,7 +156,7 @@ void StorePreferenceReal(const std::string &applicationId, const std::string &ke
    number->mReal = value;
    {
       const std::lock_guard<std::mutex> hold(gMutex);
-      Store(&gDomains[applicationId], key, (CFPropertyListRef)number);
+      Store(&Domains()[applicationId], key, (CFPropertyListRef)number);
    }
    [number release];
 }

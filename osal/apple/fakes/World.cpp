@@ -6,9 +6,12 @@
 namespace fakes {
 namespace {
 
-std::mutex gMutex;
-// Guarded by gMutex:
-DeviceList gDevices;
+constinit std::mutex gMutex;
+// Guarded by gMutex. Never destroyed: a program may still look while it ends.
+DeviceList &Plugged() {
+   static auto *const devices = new DeviceList;
+   return *devices;
+}
 uint32_t gNextAudioObject = 100;
 
 std::atomic<Access> gVideoAccess{Access::Authorized};
@@ -28,7 +31,7 @@ void ShowDevices(const std::vector<CameraFacts> &cameras, const std::vector<Micr
    const std::lock_guard<std::mutex> hold(gMutex);
    DeviceList shown;
    for (const CameraFacts &facts : cameras) {
-      std::shared_ptr<Device> device = Find(gDevices, true, facts.uniqueId);
+      std::shared_ptr<Device> device = Find(Plugged(), true, facts.uniqueId);
       if (device == nullptr) {
          device = std::make_shared<Device>();
          device->isCamera = true;
@@ -37,7 +40,7 @@ void ShowDevices(const std::vector<CameraFacts> &cameras, const std::vector<Micr
       shown.push_back(std::move(device));
    }
    for (const MicrophoneFacts &facts : microphones) {
-      std::shared_ptr<Device> device = Find(gDevices, false, facts.uniqueId);
+      std::shared_ptr<Device> device = Find(Plugged(), false, facts.uniqueId);
       if (device == nullptr) {
          device = std::make_shared<Device>();
          device->microphone = facts;
@@ -45,17 +48,17 @@ void ShowDevices(const std::vector<CameraFacts> &cameras, const std::vector<Micr
       }
       shown.push_back(std::move(device));
    }
-   for (const std::shared_ptr<Device> &device : gDevices) {
+   for (const std::shared_ptr<Device> &device : Plugged()) {
       if (std::find(shown.begin(), shown.end(), device) == shown.end()) {
          device->isConnected = false;
       }
    }
-   gDevices = std::move(shown);
+   Plugged() = std::move(shown);
 }
 
 DeviceList PluggedDevices() {
    const std::lock_guard<std::mutex> hold(gMutex);
-   return gDevices;
+   return Plugged();
 }
 
 void SetAccess(bool isVideo, Access access) {

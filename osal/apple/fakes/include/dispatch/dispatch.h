@@ -1,16 +1,11 @@
 // A stand-in for the header: what osal/apple uses of it, and nothing that a Mac lacks.
 #pragma once
 
-#include <cstdint>
-
 typedef struct dispatch_queue_s *dispatch_queue_t;
 typedef struct dispatch_queue_attr_s *dispatch_queue_attr_t;
-typedef struct dispatch_semaphore_s *dispatch_semaphore_t;
-typedef uint64_t dispatch_time_t;
 typedef void (*dispatch_function_t)(void *context);
 
 #define DISPATCH_QUEUE_SERIAL nullptr
-#define DISPATCH_TIME_NOW (0ull)
 
 extern "C" {
 
