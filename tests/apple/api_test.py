@@ -16,9 +16,9 @@ OLDEST_SUPPORTED = (13, 0)
 
 PLATFORM = re.compile(
     r"\b((?:AV|CM|CV|CF|NS)[A-Z]\w+|k(?:CM|CV|CF|Audio)\w+|AudioObject\w+|dispatch_\w+|DISPATCH_\w+|mach_\w+|sysdir_\w+"
-    r"|SYSDIR_\w+|sysctlbyname|OSStatus|UInt(?:8|32)|Boolean|noErr)\b")
+    r"|SYSDIR_\w+|sysctlbyname|_NSGet\w+|OSStatus|UInt(?:8|32)|Boolean|noErr)\b")
 OURS = {"CFOwned", "AVFoundationSession", "AVFoundationDevices"}
-FRAMEWORK = re.compile(r"^\s*#\s*(?:include|import)\s*<((?:\w+/\w+|sysdir|sys/sysctl|mach/mach_time)\.h)>", re.M)
+FRAMEWORK = re.compile(r"^\s*#\s*(?:include|import)\s*<((?:\w+/\w+|mach-o/\w+|sysdir|sys/sysctl|mach/mach_time)\.h)>", re.M)
 ATTRIBUTES = {"nodiscard", "maybe_unused", "gnu"}
 TOKEN = re.compile(r"@\w+|\w+|::|[^\s\w]")
 
