@@ -85,15 +85,19 @@ completion)
    for command in $commands; do
       grep -q "^\.It Cm $command" "$prefix/share/man/man1/mavr.1" || fail "the man page lacks $command"
       grep -q "'$command:" "$prefix/share/zsh/site-functions/_mavr" || fail "zsh completion lacks $command"
-      mapfile -t options < <("$prefix/bin/mavr" "$command" --help | grep -oE '(^| )--[a-z]+' | tr -d ' ' | sort -u)
-      words=$(bash -c '
-         source "$1"
-         COMP_WORDS=(mavr "$2" camera "") COMP_CWORD=3
-         _mavr
-         printf "%s\n" "${COMPREPLY[@]}"' - "$prefix/share/bash-completion/completions/mavr" "$command")
-      for option in "${options[@]}"; do
-         grep -qxF -- "$option" <<<"$words" || fail "bash completion of $command lacks $option"
-         grep -qF -- "$option" "$prefix/share/zsh/site-functions/_mavr" || fail "zsh completion lacks $option"
+      kinds=$("$prefix/bin/mavr" "$command" --help | sed -n '/^Subcommands:/,/^$/s/^  \([a-z]*\) .*/\1/p')
+      for kind in ${kinds:-""}; do
+         mapfile -t options < <("$prefix/bin/mavr" "$command" $kind --help | grep -oE '(^| )--[a-z][a-z-]*' | tr -d ' ' | sort -u)
+         words=$(bash -c '
+            source "$1"
+            COMP_WORDS=(mavr "$2" "${3:-camera}" "") COMP_CWORD=3
+            _mavr
+            printf "%s\n" "${COMPREPLY[@]}"' - "$prefix/share/bash-completion/completions/mavr" "$command" "$kind")
+         for option in "${options[@]}"; do
+            grep -qxF -- "$option" <<<"$words" || fail "bash completion of $command $kind lacks $option"
+            grep -qF -- "$option" "$prefix/share/zsh/site-functions/_mavr" || fail "zsh completion lacks $option"
+            [ "$option" = --help ] || grep -q "Fl -${option#--}" "$prefix/share/man/man1/mavr.1" || fail "the man page lacks $option"
+         done
       done
    done
    zsh -n "$prefix/share/zsh/site-functions/_mavr" || fail "zsh completion does not parse"
