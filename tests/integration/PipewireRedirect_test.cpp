@@ -55,10 +55,15 @@ TEST_F(PipewireRedirect, PicturesAndSoundArriveAndAreAccountedFor) {
       EXPECT_TRUE(report["accountAgrees"].get<bool>());
       const auto &video = report["video"];
       EXPECT_EQ(video["device"], "Desk Camera");
-      EXPECT_GT(video["framesComplete"], isReliable ? 10 : 1);
-      EXPECT_EQ(video["framesLost"] == 0, isReliable);
+      // How many come in two seconds is the machine's affair; where each of them went is ours.
+      EXPECT_GT(video["framesSent"], 0);
+      EXPECT_EQ(video["framesComplete"].get<int>() + video["framesLost"].get<int>(), video["framesSent"].get<int>());
+      EXPECT_EQ(video["datagramsLost"], video["datagramsDropped"]);
+      if (isReliable) {
+         EXPECT_EQ(video["datagramsLost"], 0);
+      }
       EXPECT_TRUE(video["numbersInPictures"].is_null()) << "this camera paints none";
-      EXPECT_GT(report["audio"]["chunksComplete"], 20);
+      EXPECT_GT(report["audio"]["chunksComplete"], 0);
       EXPECT_EQ(report["audio"]["chunksLost"], 0);
    }
 }
