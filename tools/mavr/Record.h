@@ -2,14 +2,19 @@
 
 #include "tools/mavr/Commands.h"
 
+#include <cstdint>
+
 namespace mavr {
 
 /// The kinds of 'mavr record': each adds its own to `record`, as the commands of Commands.h do.
 void AddRecordAudioCommand(CLI::App &record, Action *action);
 void AddRecordVideoCommand(CLI::App &record, Action *action);
 
-/// Whether the user wants a recording to end: SIGINT or SIGTERM came after WatchForInterrupt.
-void WatchForInterrupt();
-[[nodiscard]] bool IsInterrupted();
+/// How long a device may take to its first frame or chunk, milliseconds; then the recording fails.
+inline constexpr uint32_t kFirstMS = 4000;
+/// How often a recording looks up while nothing comes, milliseconds.
+inline constexpr uint32_t kLookMS = 100;
+/// The monotonic clock, seconds.
+[[nodiscard]] double NowSeconds();
 
 } // namespace mavr

@@ -1,3 +1,4 @@
+#include "tools/mavr/Interrupt.h"
 #include "tools/mavr/LevelMeter.h"
 #include "tools/mavr/Library.h"
 #include "tools/mavr/LiveLine.h"
@@ -14,8 +15,6 @@
 #include "libs/utils/DataBuffer.h"
 #include "libs/utils/SampleMeta.h"
 
-#include "osal/Clock.h"
-
 #include <algorithm>
 #include <cstdio>
 #include <cstring>
@@ -26,8 +25,6 @@
 namespace mavr {
 namespace {
 
-constexpr uint32_t kFirstChunkMS = 4000;
-constexpr uint32_t kLookMS = 100;
 constexpr uint32_t kQueueMS = 1000;
 
 struct AudioOptions {
@@ -52,10 +49,6 @@ struct AudioSummary {
       return elapsed > 0 ? static_cast<double>(taken) / elapsed : 0;
    }
 };
-
-double NowSeconds() {
-   return static_cast<double>(osal::Clock::current().monotonicNs()) / 1e9;
-}
 
 /// A capture runs from the constructor to its end.
 class SoundRecording {
@@ -152,7 +145,7 @@ private:
             throw ToolError("Interrupted before sound came from " + mSummary.microphone + ".",
                             "It gets 4 seconds for its first chunk.");
          }
-         if (NowSeconds() - start < kFirstChunkMS / 1000.0) {
+         if (NowSeconds() - start < kFirstMS / 1000.0) {
             continue;
          }
          const osal::Status health = mRecorder.Facts().health;
@@ -164,7 +157,7 @@ private:
 
    [[nodiscard]] bool IsOver() const { return IsInterrupted() || mSummary.seconds >= mOptions.seconds || HasStalled(); }
    // Sound that does not come any more is no reason to wait for ever.
-   [[nodiscard]] bool HasStalled() const { return NowSeconds() - mStart > mOptions.seconds + kFirstChunkMS / 1000.0; }
+   [[nodiscard]] bool HasStalled() const { return NowSeconds() - mStart > mOptions.seconds + kFirstMS / 1000.0; }
 
    void Take(const MediaData &chunk, SoundFile *file) {
       const auto bytes = static_cast<size_t>(chunk.mData->GetLength());

@@ -1,21 +1,11 @@
 #include "tools/mavr/Record.h"
 
-#include <csignal>
+#include "osal/Clock.h"
 
 namespace mavr {
-namespace {
 
-volatile std::sig_atomic_t gInterrupted = 0;
-
-}
-
-void WatchForInterrupt() {
-   std::signal(SIGINT, [](int) { gInterrupted = 1; });
-   std::signal(SIGTERM, [](int) { gInterrupted = 1; });
-}
-
-bool IsInterrupted() {
-   return gInterrupted != 0;
+double NowSeconds() {
+   return static_cast<double>(osal::Clock::current().monotonicNs()) / 1e9;
 }
 
 void AddRecordCommand(CLI::App &app, Action *action) {

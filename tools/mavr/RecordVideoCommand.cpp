@@ -1,4 +1,5 @@
 #include "tools/mavr/FrameFile.h"
+#include "tools/mavr/Interrupt.h"
 #include "tools/mavr/Library.h"
 #include "tools/mavr/LiveLine.h"
 #include "tools/mavr/Output.h"
@@ -15,8 +16,6 @@
 #include "libs/utils/DataBuffer.h"
 #include "libs/utils/SampleMeta.h"
 
-#include "osal/Clock.h"
-
 #include <algorithm>
 #include <cstdio>
 #include <cstring>
@@ -24,9 +23,6 @@
 
 namespace mavr {
 namespace {
-
-constexpr uint32_t kFirstFrameMS = 4000;
-constexpr uint32_t kLookMS = 100;
 
 struct VideoOptions {
    std::string device;
@@ -57,10 +53,6 @@ struct VideoSummary {
    }
    [[nodiscard]] const char *Scaling() const { return IsScaled() ? "LETTERBOX" : "not scaled"; }
 };
-
-double NowSeconds() {
-   return static_cast<double>(osal::Clock::current().monotonicNs()) / 1e9;
-}
 
 // "WxH".
 bool ReadSize(const std::string &text, uint32_t *width, uint32_t *height) {
@@ -157,7 +149,7 @@ private:
             throw ToolError("Interrupted before a frame came from '" + mSummary.camera.name + "'.",
                             "It gets 4 seconds for its first one.");
          }
-         if (NowSeconds() - start < kFirstFrameMS / 1000.0) {
+         if (NowSeconds() - start < kFirstMS / 1000.0) {
             continue;
          }
          const osal::Status health = mRecorder.CameraFacts().health;

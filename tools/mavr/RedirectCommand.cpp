@@ -2,9 +2,9 @@
 // go on, and tells what came of it.
 
 #include "tools/mavr/Commands.h"
+#include "tools/mavr/Interrupt.h"
 #include "tools/mavr/LiveLine.h"
 #include "tools/mavr/Output.h"
-#include "tools/mavr/Record.h"
 #include "tools/mavr/ToolError.h"
 #include "tools/mavr/redirect/ChildProcess.h"
 #include "tools/mavr/redirect/Sides.h"
