@@ -1,6 +1,7 @@
 // Sound on its way from a microphone to a reader: the cutting alone, a whole delivery into the queue with its events,
 // and a whole consumer of a PipeWire microphone.
 
+#include "bench/CpuShare.h"
 #include "bench/Harness.h"
 
 #include "libs/avManager/AudioCaptureMac.h"
@@ -28,12 +29,10 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
-#include <ctime>
 #include <functional>
 #include <memory>
 #include <semaphore>
 #include <string>
-#include <thread>
 #include <utility>
 #include <vector>
 
@@ -201,22 +200,10 @@ void MeasureDelivery(bench::Report *report, const std::string &delivery) {
 
 #if defined(MAVR_BENCH_PIPEWIRE)
 
-constexpr uint64_t kMeasuredMs = 2000;
-constexpr uint64_t kSettlingMs = 300;
+using bench::Now;
 
-double Seconds(clockid_t which) {
-   timespec now{};
-   clock_gettime(which, &now);
-   return static_cast<double>(now.tv_sec) + static_cast<double>(now.tv_nsec) / 1e9;
-}
-
-// CPU of this process, all threads, in percent of a core, while `pass` is called for two seconds.
 double CpuPercent(const std::function<void(double until)> &pass) {
-   pass(Seconds(CLOCK_MONOTONIC) + static_cast<double>(kSettlingMs) / 1e3);
-   const double wall = Seconds(CLOCK_MONOTONIC);
-   const double used = Seconds(CLOCK_PROCESS_CPUTIME_ID);
-   pass(wall + static_cast<double>(kMeasuredMs) / 1e3);
-   return 100 * (Seconds(CLOCK_PROCESS_CPUTIME_ID) - used) / (Seconds(CLOCK_MONOTONIC) - wall);
+   return bench::CpuPercent(0.3, 2, pass);
 }
 
 double OurConsumer() {
@@ -233,7 +220,7 @@ double OurConsumer() {
    Expect(recorder.Open(prefs, &clock), "the recorder does not open");
    uint64_t chunks = 0;
    const double percent = CpuPercent([&](double until) {
-      while (Seconds(CLOCK_MONOTONIC) < until) {
+      while (Now() < until) {
          WaitForSingleObject(event, 100);
          for (MediaData data; recorder.GetData(data); recorder.ReleaseData()) {
             benchmark::DoNotOptimize(data.mData->GetData());
@@ -316,16 +303,14 @@ private:
 
 double BareConsumer() {
    const BareStream stream;
-   return CpuPercent([](double until) {
-      std::this_thread::sleep_for(std::chrono::duration<double>(until - Seconds(CLOCK_MONOTONIC)));
-   });
+   return CpuPercent(bench::Idle);
 }
 
 double BareReader() {
    Deliveries delivered(0);
    const BareStream stream(&delivered);
    return CpuPercent([&](double until) {
-      while (Seconds(CLOCK_MONOTONIC) < until) {
+      while (Now() < until) {
          (void)delivered.try_acquire_for(std::chrono::milliseconds(100));
       }
    });

@@ -1,6 +1,7 @@
 // A whole consumer of a PipeWire camera, 720p at 30 frames a second into 640x480 pictures: what it costs, and how long
 // a frame takes from its arrival in the process to its reader.
 
+#include "bench/CpuShare.h"
 #include "bench/Harness.h"
 
 #include "libs/avManager/SyncMediaClock.h"
@@ -22,7 +23,6 @@
 #include <chrono>
 #include <cstdio>
 #include <cstdlib>
-#include <ctime>
 #include <functional>
 #include <memory>
 #include <string>
@@ -41,27 +41,10 @@ void Expect(bool isTrue, const char *what) {
    }
 }
 
-double Seconds(clockid_t which) {
-   timespec now{};
-   clock_gettime(which, &now);
-   return static_cast<double>(now.tv_sec) + static_cast<double>(now.tv_nsec) / 1e9;
-}
+using bench::Now;
 
-double Now() {
-   return Seconds(CLOCK_MONOTONIC);
-}
-
-// CPU of this process, all threads, in percent of a core, while `pass` runs.
 double CpuPercent(const std::function<void(double until)> &pass) {
-   pass(Now() + kSettlingSeconds);
-   const double wall = Now();
-   const double used = Seconds(CLOCK_PROCESS_CPUTIME_ID);
-   pass(wall + kMeasuredSeconds);
-   return 100 * (Seconds(CLOCK_PROCESS_CPUTIME_ID) - used) / (Now() - wall);
-}
-
-void Idle(double until) {
-   std::this_thread::sleep_for(std::chrono::duration<double>(until - Now()));
+   return bench::CpuPercent(kSettlingSeconds, kMeasuredSeconds, pass);
 }
 
 class Reader {
@@ -167,7 +150,7 @@ private:
 
 double BareConsumer() {
    const BareStream stream;
-   return CpuPercent(Idle);
+   return CpuPercent(bench::Idle);
 }
 
 // Nearest neighbour with bars, and no colour work: the same job, all extras off.
@@ -187,7 +170,7 @@ double GStreamerConsumer() {
    };
    g_signal_connect(sink, "handoff", G_CALLBACK(+count), &frames);
    gst_element_set_state(pipeline, GST_STATE_PLAYING);
-   const double percent = CpuPercent(Idle);
+   const double percent = CpuPercent(bench::Idle);
    gst_element_set_state(pipeline, GST_STATE_NULL);
    gst_object_unref(sink);
    gst_object_unref(pipeline);
