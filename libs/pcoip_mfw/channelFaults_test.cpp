@@ -73,6 +73,9 @@ TEST_F(ChannelFaults, StartAndConnectWithoutMemoryOrThreadsLeaveAChannelThatCanB
          ASSERT_TRUE(endpoint.Start(false, 1));
          kit::FailNth fault(kind, nth);
          host.Session(1);
+         while (endpoint.Channel()->GetRefCount() > 1 && host.StillOpen() == 0) {
+            std::this_thread::yield(); // the thread opens the channel, or fails to
+         }
          const bool struck = fault.Struck();
          fault.Disarm();
          endpoint.Stop();

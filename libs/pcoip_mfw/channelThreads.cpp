@@ -14,10 +14,12 @@
 #include "osal/WaitWord.h"
 
 #include <new>
+#include <optional>
 
 using CORE::corelogger;
 
-// One thread's place in the run that serves a channel; it has been counted already.
+// One thread's place in the run that serves a channel, from the moment it has been counted: whatever ends the thread,
+// the next run gets its turn.
 class pcoip_channel::RunPlace {
 public:
    explicit RunPlace(pcoip_channel &channel)
@@ -43,11 +45,11 @@ void pcoip_channel::channelThread(void *channel) {
 }
 
 void pcoip_channel::Run() {
-   const Opening opening = OpenForRun();
+   std::optional<RunPlace> place;
+   const Opening opening = OpenForRun(place);
    if (opening == Opening::NotNeeded) {
       return;
    }
-   const RunPlace place(*this);
    if (opening == Opening::Failed) {
       corelogger::LogError("openChannel FAILED for channel %s", ShownName());
       return;
@@ -72,11 +74,12 @@ void pcoip_channel::Run() {
    }
 }
 
-pcoip_channel::Opening pcoip_channel::OpenForRun() {
+pcoip_channel::Opening pcoip_channel::OpenForRun(std::optional<RunPlace> &place) {
    const CORE::coresync hold(mLock);
    if (!EnterRun()) {
       return Opening::NotNeeded;
    }
+   place.emplace(*this);
    if (mChannelHandle.load() != kPcoipNoHandle) {
       Close(); // opened by a run that ended without reading: the host would keep that one for ever
    }
@@ -154,7 +157,7 @@ bool pcoip_channel::MakeReadBuffer(ReadBuffer &buffer, uint32_t maxDatagram, uin
 
 bool pcoip_channel::StartLossyReader() {
    AddRef();
-   mRunThreads.fetch_add(1);
+   mRunThreads.fetch_add(1); // given back by the thread
    auto *const thread =
       new (std::nothrow) CORE::corerun("vchanRecvThread2", &channelThread2, this, nullptr, nullptr, 3);
    const bool started = thread != nullptr && thread->Start();

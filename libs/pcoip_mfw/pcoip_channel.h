@@ -10,6 +10,7 @@
 #include <cstdint>
 #include <cstdlib>
 #include <memory>
+#include <optional>
 
 class pcoip_channel;
 class pcoip_mfw;
@@ -108,7 +109,7 @@ private:
    static ChannelRef FindLive(void *userData);
 
    void Run();
-   [[nodiscard]] Opening OpenForRun();
+   [[nodiscard]] Opening OpenForRun(std::optional<RunPlace> &place);
    [[nodiscard]] bool EnterRun() MAVR_REQUIRES(mLock);
    [[nodiscard]] bool PrepareReading();
    [[nodiscard]] bool MakeReadBuffer(ReadBuffer &buffer, uint32_t maxDatagram, uint32_t capacity) const

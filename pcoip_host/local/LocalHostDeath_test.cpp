@@ -14,6 +14,7 @@
 #include <atomic>
 #include <chrono>
 #include <csignal>
+#include <memory>
 #include <random>
 #include <thread>
 
@@ -49,8 +50,8 @@ std::thread Reader(Plugin &plugin, uint32_t handle) {
 
 // One side: opens what the other side opens, sends and receives on both handles until the session ends, or until
 // whoever holds the other end of `lifeline` lets go of it.
-void Talk(LocalHost *host, const Descriptor &lifeline) {
-   Plugin plugin(host, 0);
+void Talk(std::unique_ptr<LocalHost> host, const Descriptor &lifeline) {
+   Plugin plugin(host.get(), 0);
    std::atomic<uint32_t> handle{kPcoipNoHandle};
    plugin.OnRemoteOpen([&](const PcoipRemoteOpen &request) { handle = plugin.Open(request.name, true); });
    const auto isOver = [&] {
@@ -80,15 +81,14 @@ void Talk(LocalHost *host, const Descriptor &lifeline) {
       reliableReader.join();
       lossyReader.join();
    }
+   host.reset(); // its thread may still be telling the plugin something
 }
 
 [[noreturn]] void RunSide(Descriptor socket, LocalRendezvous::Role role, const Descriptor &lifeline) {
    const size_t before = OpenDescriptors();
    LocalHostOptions options;
    options.role = role;
-   auto host = LocalHost::Create(std::move(socket), options);
-   Talk(host.get(), lifeline);
-   host.reset();
+   Talk(LocalHost::Create(std::move(socket), options), lifeline);
    _exit(OpenDescriptors() + 1 == before ? kEndedWell : kLeftDescriptors);
 }
 

@@ -366,7 +366,8 @@ TEST(ThreadWrapperDeathTest, IsMissedByABareBodyThatThrows) {
       "");
 }
 
-TEST(ThreadWrapper, OfTheProcessServesInitialisersAndExit) {
+TEST(ThreadWrapperDeathTest, OfTheProcessServesInitialisersAndExit) {
+   GTEST_FLAG_SET(death_test_style, "threadsafe"); // the initialiser's thread may still be on its way out
    EXPECT_EXIT(
       {
          std::atexit([] {
