@@ -1,7 +1,8 @@
 # Compiler settings that every target shares, and the three verbs that the folders' CMakeLists.txt use:
 #   mavr_sources(file...)                        adds sources to mavr_core, the library that holds the product's code
-#   mavr_test(NAME n SOURCES ... [LIBRARIES ...] [LABEL unit] [FAIL_ON regex])   one test program and its tests; output
-#                                                that fits the expression fails them
+#   mavr_test(NAME n SOURCES ... [LIBRARIES ...] [LABEL unit] [TIMEOUT s] [FAIL_ON regex] [ALONE])
+#                                                one test program and its tests; output that fits the expression fails
+#                                                them; ALONE: no other test beside them, for what has to keep real time
 #   mavr_fuzzer(NAME n SOURCES ... [CORPUS dir]) one fuzzer; outside the fuzz preset it replays its corpus as a test
 
 option(MAVR_BENCH "Build the benchmarks and their peers" OFF)
@@ -69,7 +70,7 @@ function(mavr_sources)
 endfunction()
 
 function(mavr_test)
-  cmake_parse_arguments(arg "" "NAME;LABEL;TIMEOUT;FAIL_ON" "SOURCES;LIBRARIES;ENVIRONMENT" ${ARGN})
+  cmake_parse_arguments(arg "ALONE" "NAME;LABEL;TIMEOUT;FAIL_ON" "SOURCES;LIBRARIES;ENVIRONMENT" ${ARGN})
   if(NOT BUILD_TESTING)
     return()
   endif()
@@ -77,7 +78,7 @@ function(mavr_test)
     set(arg_LABEL unit)
   endif()
   if(NOT arg_TIMEOUT)
-    set(arg_TIMEOUT 120)
+    set(arg_TIMEOUT 300) # a hang, not slowness: sanitizers on a busy machine take their time
   endif()
   add_executable(${arg_NAME} ${arg_SOURCES})
   target_link_libraries(${arg_NAME} PRIVATE ${arg_LIBRARIES} mavr_test_kit GTest::gmock GTest::gtest_main)
@@ -89,7 +90,7 @@ function(mavr_test)
   endif()
   # Each test runs as a process of its own: the library under test has process-wide state.
   gtest_discover_tests(${arg_NAME} TEST_PREFIX "${arg_NAME}." DISCOVERY_TIMEOUT 60 DISCOVERY_MODE PRE_TEST
-    PROPERTIES LABELS "${arg_LABEL}" TIMEOUT ${arg_TIMEOUT} ENVIRONMENT "${environment}" ${fail_on})
+    PROPERTIES LABELS "${arg_LABEL}" TIMEOUT ${arg_TIMEOUT} RUN_SERIAL ${arg_ALONE} ENVIRONMENT "${environment}" ${fail_on})
 endfunction()
 
 function(mavr_fuzzer)
@@ -103,6 +104,6 @@ function(mavr_fuzzer)
   endif()
   if(BUILD_TESTING)
     add_test(NAME ${arg_NAME}.corpus COMMAND ${arg_NAME} -runs=0 "${arg_CORPUS}")
-    set_tests_properties(${arg_NAME}.corpus PROPERTIES LABELS fuzz TIMEOUT 120)
+    set_tests_properties(${arg_NAME}.corpus PROPERTIES LABELS fuzz TIMEOUT 300)
   endif()
 endfunction()

@@ -36,7 +36,7 @@ template <class Body>
 int InChild(Body body) {
    const pid_t child = fork();
    if (child == 0) {
-      alarm(60);
+      alarm(240);
       body();
       _exit(0);
    }

@@ -27,7 +27,7 @@ protected:
       if (const std::string missing = PrivatePipewire::Missing(); !missing.empty()) {
          GTEST_SKIP() << missing;
       }
-      alarm(100); // a hang ends the test
+      alarm(240); // a hang ends the test
       daemon = std::make_unique<PrivatePipewire>();
       capture = MakePipewireCapture();
    }

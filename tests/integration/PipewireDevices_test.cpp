@@ -36,7 +36,7 @@ using Texts = std::vector<std::string>;
 /// Kills the test instead of letting it hang. Far above what is measured: it tells a hang from a wait, nothing finer.
 class Watchdog {
 public:
-   explicit Watchdog(unsigned seconds = 60) { alarm(seconds); }
+   explicit Watchdog(unsigned seconds = 240) { alarm(seconds); }
    ~Watchdog() { alarm(0); }
 };
 

@@ -42,7 +42,7 @@ protected:
       if (const std::string missing = PrivatePipewire::Missing(); !missing.empty()) {
          GTEST_SKIP() << missing;
       }
-      alarm(100); // a hang ends the test
+      alarm(240); // a hang ends the test
       mDaemon.emplace();
       ConfigSettings::Init();
       mPrefs.mWidth = 640;
