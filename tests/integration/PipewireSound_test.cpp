@@ -104,9 +104,9 @@ protected:
       return samples;
    }
 
-   // A quarter of a second in which the tone has its frequency and level and no sample leaves the sine, at chunk borders
-   // either. A machine that is too busy for its sound server loses pieces now and then; what is cut wrong is wrong each
-   // time.
+   // A quarter of a second in which the tone has its frequency and level and no sample leaves the sine, at chunk
+   // borders either. A machine that is too busy for its sound server loses pieces now and then; what is cut wrong is
+   // wrong each time.
    void ExpectCleanTone() {
       ToneFit fit;
       for (int attempt = 0; attempt < 40; ++attempt) {
