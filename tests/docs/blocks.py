@@ -348,3 +348,17 @@ def link_faults(root, names):
     return faults
 
 
+# A file or folder of the tree, named as such.
+PATH = re.compile(r"`((?:bench|cmake|docs|examples|fuzz|include|lib|libs|osal|pcoip_host|script|tests|tools)/[\w./-]*|[A-Z]\w+\.(?:md|txt|json))`")
+
+
+def path_faults(root, names):
+    """Names of files and folders that are not there. NAME and PID stand for a name of the reader's; without an ending a pair of
+    sources, or the folder, is meant."""
+    faults = []
+    for name in names:
+        for target in PATH.findall((root / name).read_text(encoding="utf-8")):
+            places = [root / target, root / f"{target}.h", (root / name).parent / target]
+            if "NAME" not in target and not any(place.exists() for place in places):
+                faults.append(f"{name}: there is no {target}")
+    return faults

@@ -55,6 +55,7 @@ def main():
     names = sys.argv[3:] or page_names()
     results = run_pages(names)
     faults = [fault for result in results for fault in result[0]] + blocks.link_faults(SOURCE, page_names())
+    faults += blocks.path_faults(SOURCE, page_names())
     idle = [block for result in results for block in result[2]]
     print(f"{len(idle)} blocks can't be run here:")
     for block in idle:

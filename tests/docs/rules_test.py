@@ -96,6 +96,14 @@ class Links(unittest.TestCase):
             self.assertEqual(blocks.link_faults(root, ["a.md", "b.md"]), [
                 "a.md: the link to c.md leads nowhere", "a.md: there is no heading #c in b.md"])
 
+    def test_a_file_that_is_not_there_is_found(self):
+        with tempfile.TemporaryDirectory() as folder:
+            root = Path(folder)
+            (root / "lib").mkdir()
+            (root / "lib/Log.h").touch()
+            (root / "a.md").write_text("`lib/Log.h` `lib/Log` `lib/` `lib/NAME.h` `lib/Gone.h` `lib/gone/`\n", encoding="utf-8")
+            self.assertEqual(blocks.path_faults(root, ["a.md"]), ["a.md: there is no lib/Gone.h", "a.md: there is no lib/gone/"])
+
 
 class Running(unittest.TestCase):
     """Each language: a block that is right, and one that is wrong."""
