@@ -1,29 +1,31 @@
 """Finds the code blocks of a page and does with each what its language asks for.
 
-A block begins with ```LANGUAGE [WORD...] and is handled by this table; a language that is not in it is a fault.
+A block begins with ```LANGUAGE [WORD...]. A language that is not in this table is a fault:
 
 | Language | What is done |
 |---|---|
 | text | nothing: pictures, grammars, bytes |
 | log | each line must have the form of a log line |
-| c | with main(): compiled as C99, linked with the installed library, run; must end with 0. Else it is the body of a function with `handle`, from Mmdr_Init, and `code`: compiled and run in the same way |
-| cpp | compiled, with the cpp blocks of the page before it in front, against the sources |
-| cmake | the rest of a project that has the target `host` of one C file: configured and built against the installed package |
-| sh | run by bash, each command must succeed |
+| c | with main(): compiled as C99, linked with the installed library, run; must end with 0. Else the body of a function |
+|   | with `handle`, from Mmdr_Init, and `code`: compiled and run in the same way |
+| cpp | compiled against the sources, with the cpp blocks of the page before it in front |
+| cmake | the rest of a project that has the target `host` of one C file: built against the installed package |
+| sh | run by bash; each command must succeed |
 | console | lines that begin with "$ " are run by one bash; what each one prints must be what follows it |
 | toml | put in the place of the configuration: `mavr doctor` must find nothing wrong with it |
 | json | loaded as a simulation file: `mavr doctor` must find nothing wrong with it |
 | xml | put in the place of the settings: `mavr doctor` must find nothing wrong with it |
 
-Words behind the language: `file=NAME` saves the block under that name for the blocks behind it; `numbers-vary` lets any number stand
-for each number of a console's output; `status=N` is the exit status of a console's last command; `no-run: REASON`, the last one, says
-why a block can't be run here.
+Words behind the language: `file=NAME` saves the block under that name for the blocks behind it; `numbers-vary` lets any
+number stand for each number of a console's output; `status=N` is the exit status of a console's last command;
+`no-run: REASON`, the last one, says why a block can't be run here.
 
-In a console's output a line `...` stands for any lines and `...` in a line for any text; a run of blanks fits any other. Paths are shown
-as a user has them: the home folder as ~, the runtime folder as /run/user/1000, the number of a process in a log's name as PID.
+In a console's output a line `...` stands for any lines and `...` in a line for any text; a run of blanks fits any other.
+Paths are shown as a user has them: the home folder as ~, the runtime folder as /run/user/1000, the number of a process in
+a log's name as PID.
 
-The blocks of a page are run in order in a folder of their own that looks like a clone after script/demo, with `mavr` on the PATH, the
-simulated devices, and the package installed at /opt/mavr."""
+The blocks of a page are run in order in a folder of their own that looks like a clone after script/demo, with `mavr` on
+the PATH, the simulated devices, and the package installed at /opt/mavr."""
 
 import json
 import os
@@ -174,7 +176,9 @@ def fits(expected, shown, numbers_vary):
     for line in "\n".join(expected).strip("\n").split("\n"):
         pattern += r"(?:.*\n)*?" if line.strip() == "..." else line_pattern(line, numbers_vary) + r"[ \t]*\n"
     shown = shown.strip("\n")
-    return re.fullmatch(pattern, shown + "\n" if shown else "") is not None or (not shown and not "".join(expected).strip())
+    if not shown:
+        return not "".join(expected).strip()
+    return re.fullmatch(pattern, shown + "\n") is not None
 
 
 class Sandbox:
@@ -220,8 +224,8 @@ def run_c(block, box):
     source, program = box.fresh(".c"), box.fresh("")
     whole = re.search(r"\bint main\s*\(", block.text) is not None
     source.write_text(block.text if whole else C_BODY.format(body=block.text), encoding="utf-8")
-    box.must(block, ["cc", *C_FLAGS, f"-I{box.prefix}/include", str(source), f"-L{box.prefix}/lib", "-lmavrCliLib", "-ldl",
-                     "-o", str(program)], "does not compile")
+    box.must(block, ["cc", *C_FLAGS, f"-I{box.prefix}/include", str(source), f"-L{box.prefix}/lib", "-lmavrCliLib",
+                     "-ldl", "-o", str(program)], "does not compile")
     box.must(block, [str(program), f"{box.prefix}/lib/libmavrCliLib.so.2"], "fails")
 
 
@@ -238,7 +242,8 @@ def run_cmake(block, box):
     project.mkdir()
     shutil.copy(box.source / "examples/host.c", project)
     (project / "CMakeLists.txt").write_text(
-        "cmake_minimum_required(VERSION 3.16)\nproject(host C)\nadd_executable(host host.c)\n" + block.text, encoding="utf-8")
+        "cmake_minimum_required(VERSION 3.16)\nproject(host C)\nadd_executable(host host.c)\n" + block.text,
+        encoding="utf-8")
     box.must(block, ["cmake", "-G", "Ninja", "-S", str(project), "-B", str(project / "build"),
                      f"-DCMAKE_PREFIX_PATH={box.prefix}"], "does not configure")
     box.must(block, ["cmake", "--build", str(project / "build")], "does not build")
@@ -349,12 +354,13 @@ def link_faults(root, names):
 
 
 # A file or folder of the tree, named as such.
-PATH = re.compile(r"`((?:bench|cmake|docs|examples|fuzz|include|lib|libs|osal|pcoip_host|script|tests|tools)/[\w./-]*|[A-Z]\w+\.(?:md|txt|json))`")
+PATH = re.compile(r"`((?:bench|cmake|docs|examples|fuzz|include|lib|libs|osal|pcoip_host|script|tests|tools)/[\w./-]*"
+                  r"|[A-Z]\w+\.(?:md|txt|json))`")
 
 
 def path_faults(root, names):
-    """Names of files and folders that are not there. NAME and PID stand for a name of the reader's; without an ending a pair of
-    sources, or the folder, is meant."""
+    """Names of files and folders that are not there. NAME stands for one of the reader's; without an ending a pair of
+    sources, or a folder, is meant."""
     faults = []
     for name in names:
         for target in PATH.findall((root / name).read_text(encoding="utf-8")):

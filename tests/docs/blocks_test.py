@@ -1,8 +1,8 @@
 #!/usr/bin/env python3
 """Runs every code block of the documentation:  blocks_test.py BUILD SOURCE [PAGE...]
 
-tests/docs/blocks.py says what is done with which block. Prints the blocks that can't be run here, and why. Exits 1 when a block does
-not do what its page says, or has no rule, and when a link leads nowhere."""
+tests/docs/blocks.py says what is done with which block. Prints the blocks that can't be run here, and why. Exits 1 when a
+block does not do what its page says, or has no rule, and when a link or the name of a file leads nowhere."""
 
 import subprocess
 import sys

@@ -30,7 +30,8 @@ class Form(unittest.TestCase):
     def test_blocks_have_their_line_language_and_words(self):
         found = blocks.parse("page.md", page("# Page", "", "```console numbers-vary status=3", "$ false", "```", "",
                                              "  ```sh file=a.sh no-run: needs a Mac", "  true", "  ```")).blocks
-        self.assertEqual([(b.line, b.language, b.text) for b in found], [(3, "console", "$ false\n"), (7, "sh", "true\n")])
+        self.assertEqual([(b.line, b.language, b.text) for b in found],
+                         [(3, "console", "$ false\n"), (7, "sh", "true\n")])
         self.assertEqual((found[0].numbers_vary, found[0].status), (True, 3))
         self.assertEqual((found[1].file, found[1].reason), ("a.sh", "needs a Mac"))
 
@@ -101,8 +102,10 @@ class Links(unittest.TestCase):
             root = Path(folder)
             (root / "lib").mkdir()
             (root / "lib/Log.h").touch()
-            (root / "a.md").write_text("`lib/Log.h` `lib/Log` `lib/` `lib/NAME.h` `lib/Gone.h` `lib/gone/`\n", encoding="utf-8")
-            self.assertEqual(blocks.path_faults(root, ["a.md"]), ["a.md: there is no lib/Gone.h", "a.md: there is no lib/gone/"])
+            (root / "a.md").write_text("`lib/Log.h` `lib/Log` `lib/` `lib/NAME.h` `lib/Gone.h` `lib/gone/`\n",
+                                       encoding="utf-8")
+            self.assertEqual(blocks.path_faults(root, ["a.md"]),
+                             ["a.md: there is no lib/Gone.h", "a.md: there is no lib/gone/"])
 
 
 class Running(unittest.TestCase):

@@ -15,8 +15,11 @@ import unittest
 import zlib
 from pathlib import Path
 
+from command_help import GivenOptions, read_commands
+
 MAVR = sys.argv.pop(1)
 COMMANDS = ("devices", "preferred", "prefer", "option", "status", "doctor", "formats", "record", "dump", "redirect")
+GIVEN = GivenOptions()
 
 CAMERAS = [
     {"name": "Desk Camera", "uniqueId": "cam-b", "formats": [
@@ -68,6 +71,8 @@ class ToolTest(unittest.TestCase):
         done = subprocess.run([MAVR, *arguments], env=self.environment, capture_output=True, text=True, timeout=60,
                               check=False, **options)
         self.assertEqual(done.returncode, status, f"{arguments}: {done.stdout}{done.stderr}")
+        if status == 0:
+            GIVEN.note(arguments)
         return done
 
     def json(self, *arguments, status=0):
@@ -411,6 +416,11 @@ class RecordAudio(ToolTest):
         self.assertEqual((summary["chunksTaken"], summary["chunkSize"], summary["chunksLost"]), (25, 1920, 0))
         self.assertEqual(summary["microphone"], "the default microphone")
 
+    def test_the_length_of_a_chunk_is_the_one_asked_for(self):
+        summary = self.json("record", "audio", "--chunk-ms", "50", "--rate", "16000", "--seconds", "0.5")
+        self.assertEqual((summary["chunkSize"], summary["sampleRate"]), (1600, 16000))
+        self.assertAlmostEqual(summary["seconds"], 0.5, delta=0.05)
+
     def test_sox_and_ffprobe_read_the_sound_up_to_the_end_of_its_file(self):
         path = self.out + ".wav"
         self.mavr("record", "audio", "--seconds", "0.5", "--rate", "16000", "--out", path)
@@ -598,9 +608,10 @@ class Bag(ToolTest):
 
 class CommandLine(ToolTest):
     def test_every_command_has_help(self):
-        for command in COMMANDS:
-            self.assertIn(command, self.mavr("--help").stdout)
-            self.assertIn("--help", self.mavr(command, "--help").stdout)
+        commands = read_commands(MAVR)
+        self.assertEqual(sorted(commands[()].kinds), sorted(COMMANDS))
+        for path in commands:
+            self.assertIn("--help", self.mavr(*path, "--help").stdout)
 
     def test_usage_errors_exit_with_2_and_a_hint(self):
         wrong = ((), ("nonsense",), ("devices", "--jsn"), ("prefer",), ("prefer", "speaker", "--id", "x"),
@@ -625,6 +636,14 @@ class CommandLine(ToolTest):
                                   timeout=60, check=False)
         self.assertEqual(done.returncode, 1)
         self.assertIn("mavr: Standard output cannot be written.", done.stderr)
+
+
+def tearDownModule():
+    """Each option of each command is given in some test; those of the redirection in redirect_test.py."""
+    if __name__ == "__main__" and len(sys.argv) == 1:  # all tests
+        missing = GIVEN.missing(command for path, command in read_commands(MAVR).items() if path[:1] != ("redirect",))
+        if missing:
+            raise AssertionError(f"no test gives with success: {', '.join(missing)}")
 
 
 if __name__ == "__main__":

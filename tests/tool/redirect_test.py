@@ -8,13 +8,15 @@ import os
 import signal
 import struct
 import subprocess
+import sys
 import time
 import unittest
 import zlib
 from html.parser import HTMLParser
 from pathlib import Path
 
-from mavr_test import MAVR, ToolTest
+from command_help import read_command
+from mavr_test import GIVEN, MAVR, ToolTest
 
 COUNTER = {"name": "Counting Camera", "uniqueId": "count", "pattern": "counter",
            "formats": [{"width": 1280, "height": 720, "maxFrameRate": 30}]}
@@ -100,6 +102,9 @@ class RedirectTest(ToolTest):
 
 
 class Report(RedirectTest):
+    def test_has_help(self):
+        self.assertIn("--reliable-video", self.mavr("redirect", "--help").stdout)
+
     def test_every_frame_and_chunk_arrives_and_is_checked(self):
         text = self.redirect().stdout
         self.assertIn("every frame and every datagram is accounted for", text)
@@ -310,6 +315,14 @@ class Wrong(RedirectTest):
             done = self.mavr("redirect-side", side, "--socket", "77", status=1)
             self.assertIn("This command is started by 'mavr redirect'.", done.stderr)
         self.assertNotIn("redirect-side", self.mavr("--help").stdout)
+
+
+def tearDownModule():
+    """Each option is given in some test."""
+    if len(sys.argv) == 1:  # all tests
+        missing = GIVEN.missing([read_command(MAVR, ("redirect",))])
+        if missing:
+            raise AssertionError(f"no test gives with success: {', '.join(missing)}")
 
 
 if __name__ == "__main__":
