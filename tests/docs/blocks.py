@@ -176,9 +176,9 @@ def fits(expected, shown, numbers_vary):
     for line in "\n".join(expected).strip("\n").split("\n"):
         pattern += r"(?:.*\n)*?" if line.strip() == "..." else line_pattern(line, numbers_vary) + r"[ \t]*\n"
     shown = shown.strip("\n")
-    if not shown:
-        return not "".join(expected).strip()
-    return re.fullmatch(pattern, shown + "\n") is not None
+    if not shown and not "".join(expected).strip():
+        return True
+    return re.fullmatch(pattern, shown + "\n" if shown else "") is not None
 
 
 class Sandbox:

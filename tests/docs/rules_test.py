@@ -74,6 +74,7 @@ class Output(unittest.TestCase):
     def test_dots_stand_for_lines_or_for_text(self):
         self.assertTrue(blocks.fits(["a", "...", "z"], "a\nb\nc\nz\n", False))
         self.assertTrue(blocks.fits(["a", "..."], "a\n", False))
+        self.assertTrue(blocks.fits(["..."], "", False))
         self.assertTrue(blocks.fits(["a ... z"], "a b c z\n", False))
         self.assertFalse(blocks.fits(["a", "...", "z"], "a\nb\n", False))
 
