@@ -117,23 +117,26 @@ TEST_F(PipewirePictureTest, PlanarInBothOrders) {
    }
 }
 
-// Both rows of a block carry the same chroma, so that taking their mean changes nothing.
-TEST_F(PipewirePictureTest, PackedInBothOrders) {
-   for (const VideoDimensions size : kSizes) {
-      for (const bool lumaFirst : {true, false}) {
-         std::vector<uint8_t> bytes;
-         for (int y = 0; y < size.height; ++y) {
-            for (int x = 0; x < Half(size.width); ++x) {
-               const uint8_t luma[2] = {LumaAt(2 * x, y), LumaAt(2 * x + 1, y)};
-               const uint8_t chroma[2] = {CbAt(x, y / 2), CrAt(x, y / 2)};
-               for (int i = 0; i < 2; ++i) {
-                  bytes.push_back(lumaFirst ? luma[i] : chroma[i]);
-                  bytes.push_back(lumaFirst ? chroma[i] : luma[i]);
+// Both rows of a block carry the same chroma, so that taking their mean changes nothing. Every width has a right edge
+// of its own behind what is converted many pixels at a time.
+TEST_F(PipewirePictureTest, PackedInBothOrdersAtEveryWidth) {
+   for (int width = 1; width <= 130; ++width) {
+      for (const VideoDimensions size : {VideoDimensions{width, 1}, {width, 4}, {width, 5}}) {
+         for (const bool lumaFirst : {true, false}) {
+            std::vector<uint8_t> bytes;
+            for (int y = 0; y < size.height; ++y) {
+               for (int x = 0; x < Half(size.width); ++x) {
+                  const uint8_t luma[2] = {LumaAt(2 * x, y), LumaAt(2 * x + 1, y)};
+                  const uint8_t chroma[2] = {CbAt(x, y / 2), CrAt(x, y / 2)};
+                  for (int i = 0; i < 2; ++i) {
+                     bytes.push_back(lumaFirst ? luma[i] : chroma[i]);
+                     bytes.push_back(lumaFirst ? chroma[i] : luma[i]);
+                  }
                }
             }
+            ASSERT_TRUE(Convert(lumaFirst ? PipewirePixels::YUY2 : PipewirePixels::UYVY, size, bytes, 0));
+            ExpectPicture(size, (lumaFirst ? "YUY2 of width " : "UYVY of width ") + std::to_string(width));
          }
-         ASSERT_TRUE(Convert(lumaFirst ? PipewirePixels::YUY2 : PipewirePixels::UYVY, size, bytes, 0));
-         ExpectPicture(size, lumaFirst ? "YUY2" : "UYVY");
       }
    }
 }
