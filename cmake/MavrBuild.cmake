@@ -53,11 +53,27 @@ target_compile_options(mavr_build INTERFACE
   "-ffile-prefix-map=${PROJECT_SOURCE_DIR}/="
   -fstack-protector-strong
   ${MAVR_FORTIFY})
+# Nor do those of a build folder elsewhere.
+cmake_path(IS_PREFIX PROJECT_SOURCE_DIR "${PROJECT_BINARY_DIR}" NORMALIZE mavr_built_inside)
+if(NOT mavr_built_inside)
+  target_compile_options(mavr_build INTERFACE "-ffile-prefix-map=${PROJECT_BINARY_DIR}=build")
+endif()
 if(CMAKE_SYSTEM_PROCESSOR STREQUAL "x86_64")
   target_compile_options(mavr_build INTERFACE $<$<CXX_COMPILER_ID:GNU,Clang>:-fcf-protection>)
+else()
+  # Processors that join a product and a sum into one rounding would compute other numbers, as the compiler pleases.
+  target_compile_options(mavr_build INTERFACE -ffp-contract=off)
 endif()
 if(CMAKE_SYSTEM_NAME STREQUAL "Linux")
-  target_link_options(mavr_build INTERFACE -Wl,-z,relro,-z,now,-z,noexecstack -Wl,--as-needed)
+  # The build id is the digest of the content.
+  target_link_options(mavr_build INTERFACE
+    -Wl,-z,relro,-z,now,-z,noexecstack -Wl,--as-needed -Wl,--build-id=sha1)
+  # Archives carry no time, owner or mode of their members.
+  foreach(language C CXX)
+    set(CMAKE_${language}_ARCHIVE_CREATE "<CMAKE_AR> qcD <TARGET> <LINK_FLAGS> <OBJECTS>")
+    set(CMAKE_${language}_ARCHIVE_APPEND "<CMAKE_AR> qD <TARGET> <LINK_FLAGS> <OBJECTS>")
+    set(CMAKE_${language}_ARCHIVE_FINISH "<CMAKE_RANLIB> -D <TARGET>")
+  endforeach()
 endif()
 if(MAVR_SANITIZE)
   target_compile_options(mavr_build INTERFACE -fsanitize=${MAVR_SANITIZE} -fno-sanitize-recover=all -fno-omit-frame-pointer)
