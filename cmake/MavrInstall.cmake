@@ -16,12 +16,22 @@ configure_package_config_file("${PROJECT_SOURCE_DIR}/cmake/mavrCliLibConfig.cmak
 install(FILES "${PROJECT_BINARY_DIR}/mavrCliLibConfig.cmake" "${PROJECT_BINARY_DIR}/mavrCliLibConfigVersion.cmake"
   DESTINATION "${package_folder}" COMPONENT development)
 
+cmake_path(RELATIVE_PATH CMAKE_INSTALL_PREFIX BASE_DIRECTORY "${CMAKE_INSTALL_FULL_LIBDIR}/pkgconfig"
+           OUTPUT_VARIABLE MAVR_PC_PREFIX)
 configure_file("${PROJECT_SOURCE_DIR}/cmake/mavrCliLib.pc.in" "${PROJECT_BINARY_DIR}/mavrCliLib.pc" @ONLY)
 install(FILES "${PROJECT_BINARY_DIR}/mavrCliLib.pc" DESTINATION "${CMAKE_INSTALL_LIBDIR}/pkgconfig" COMPONENT development)
 
 install(TARGETS mavr RUNTIME DESTINATION "${CMAKE_INSTALL_BINDIR}" COMPONENT tool)
-install(FILES "${PROJECT_SOURCE_DIR}/tools/mavr/mavr.1" DESTINATION "${CMAKE_INSTALL_MANDIR}/man1" COMPONENT tool)
+set(man_page "${PROJECT_SOURCE_DIR}/tools/mavr/mavr.1")
+set(zsh_folder "${CMAKE_INSTALL_DATADIR}/zsh/site-functions")
+if(MAVR_DEBIAN)
+  set(man_page "${PROJECT_BINARY_DIR}/debian/mavr.1.gz")
+  mavr_gzip("${PROJECT_SOURCE_DIR}/tools/mavr/mavr.1" "${man_page}")
+  set(zsh_folder "${CMAKE_INSTALL_DATADIR}/zsh/vendor-completions")
+  install(DIRECTORY "${PROJECT_SOURCE_DIR}/examples"
+    DESTINATION "${CMAKE_INSTALL_DATADIR}/doc/libmavrclilib-dev" COMPONENT development)
+endif()
+install(FILES "${man_page}" DESTINATION "${CMAKE_INSTALL_MANDIR}/man1" COMPONENT tool)
 install(FILES "${PROJECT_SOURCE_DIR}/tools/mavr/completion/mavr.bash"
   DESTINATION "${CMAKE_INSTALL_DATADIR}/bash-completion/completions" RENAME mavr COMPONENT tool)
-install(FILES "${PROJECT_SOURCE_DIR}/tools/mavr/completion/_mavr"
-  DESTINATION "${CMAKE_INSTALL_DATADIR}/zsh/site-functions" COMPONENT tool)
+install(FILES "${PROJECT_SOURCE_DIR}/tools/mavr/completion/_mavr" DESTINATION "${zsh_folder}" COMPONENT tool)

@@ -67,6 +67,9 @@ NO_HEADER = re.compile(r"(_test|main|Main|Command|Fuzzer|Bench)\.(cpp|c)$")
 
 
 def files():
+    if not (ROOT / ".git").exists():  # unpacked from the source archive
+        names = (path.relative_to(ROOT).as_posix() for path in sorted(ROOT.rglob("*")) if path.is_file())
+        return [name for name in names if not name.startswith("build/")]
     out = subprocess.run(["git", "ls-files", "-co", "--exclude-standard"], cwd=ROOT, check=True, capture_output=True,
                          text=True).stdout
     return [name for name in out.splitlines() if (ROOT / name).is_file()]

@@ -67,6 +67,67 @@ Mmdr_IsValid Mmdr_SetAudioInSelectOption Mmdr_SetPrefDev Mmdr_Uninit"
    echo "static data: $static bytes"
    [ "$static" -lt $((512 * 1024)) ] || fail "static data of $static bytes"
    ;;
+reproducible)
+   # Nothing of where and when it was built is in what is installed.
+   for file in "$library" "$prefix/bin/mavr"; do
+      if grep -qF -e "$source" -e "$build" "$file"; then
+         fail "$file names the folder it was built in: $(strings -a "$file" | grep -F -m 3 "$source")"
+      fi
+      readelf -n "$file" | grep -q 'Build ID: [0-9a-f]\{40\}$' || fail "$file has no build id made of its content"
+   done
+   if grep -rnE --include='*.cpp' --include='*.h' --include='*.c' --include='*.mm' '__(DATE|TIME|TIMESTAMP)__' \
+      "$source"/{include,lib,libs,osal,pcoip_host,tools}; then
+      fail "a source takes the time of its compilation"
+   fi
+   ;;
+abi)
+   "$source/script/abi" "$library"
+   # The gate itself: a function that takes something else is a difference.
+   mkdir -p "$work/script" "$work/cmake"
+   cp "$source/script/abi" "$work/script/"
+   ln -sfn "$source/include" "$work/include"
+   sed "s/type-id='[0-9a-f]*' name='enabled'/type-id='$(sed -n "s/.*type-id='\([0-9a-f]*\)' name='count'.*/\1/p" \
+      "$source/cmake/mavrCliLib.abi")' name='enabled'/" "$source/cmake/mavrCliLib.abi" >"$work/cmake/mavrCliLib.abi"
+   if "$work/script/abi" "$library" >"$work/out" 2>&1; then
+      fail "a changed function passes as the described one"
+   fi
+   grep -q "Mmdr_IsEnabled(MmdrHandle\*, uint32_t\*)" "$work/out" || fail "the change is not told: $(cat "$work/out")"
+   ;;
+deb)
+   # The Debian packages, unpacked to a folder. script/packages installs them in a clean root and asks lintian.
+   rm -rf "$work"
+   cd "$source"
+   cmake --preset package -B "$work/build" >/dev/null
+   # Where things go differs from this build, what they are does not: nothing is compiled again.
+   mkdir -p "$work/build/lib" "$work/build/bin" "$work/control"
+   cp -a "$build"/lib/libmavrCliLib.so* "$work/build/lib/"
+   cp -a "$build/bin/mavr" "$work/build/bin/"
+   cpack -B "$work/deb" --config "$work/build/CPackConfig.cmake" >/dev/null
+   multiarch=$(dpkg-architecture -qDEB_HOST_MULTIARCH)
+   for package in "$work"/deb/*.deb; do
+      dpkg-deb -x "$package" "$work/a root"
+      dpkg-deb -e "$package" "$work/control/$(basename "${package%%_*}")"
+   done
+   [ "$(cd "$work/control" && echo *)" = "libmavrclilib-dev libmavrclilib2 mavr" ] || fail "packages: $(ls "$work/deb")"
+   (cd "$work/a root" && cat "$work"/control/*/md5sums | md5sum --quiet -c) || fail "md5sums"
+   [ -e "$work/a root/usr/lib/$multiarch/libmavrCliLib.so.2" ] || fail "the library is not in lib/$multiarch"
+   version=$(dpkg-parsechangelog -l packaging/debian/changelog -S Version)
+   for name in libmavrclilib-dev libmavrclilib2 mavr; do
+      grep -qx "Version: $version" "$work/control/$name/control" || fail "$name is not version $version"
+      for file in copyright changelog.gz changelog.Debian.gz; do
+         [ -s "$work/a root/usr/share/doc/$name/$file" ] || fail "$name has no $file"
+      done
+   done
+   grep -qxF "Depends: libmavrclilib2 (= $version)" "$work/control/libmavrclilib-dev/control" || fail "development's dependencies"
+   for name in libmavrclilib2 mavr; do
+      grep -q '^Depends: .*libc6 (>= .*libyuv0' "$work/control/$name/control" || fail "$name's dependencies: $(cat "$work/control/$name/control")"
+   done
+   # The list of symbols is that of the library, as a package that is built with it finds it.
+   diff <(awk '/^ Mmdr_/ {sub("@Base", "", $1); print $1}' "$work/control/libmavrclilib2/symbols") \
+      <(nm -D --defined-only "$library" | awk '{print $3}' | LC_ALL=C sort) || fail "the packages' list of symbols"
+   grep -qx 'activate-noawait ldconfig' "$work/control/libmavrclilib2/triggers" || fail "the linker is not told"
+   "$source/tests/package/consumers_test.sh" "$work/a root/usr" "$work/hosts"
+   ;;
 load)
    "$build/tests/load_probe" "$library"
    [ ! -e "$work" ] || fail "loading left $(find "$work")"
