@@ -4,6 +4,7 @@
 #include <cerrno>
 #include <cstring>
 #include <dirent.h>
+#include <new>
 #include <string>
 #include <string_view>
 #include <sys/stat.h>
@@ -58,7 +59,7 @@ void Store(Value *target, Value value) {
    }
 }
 
-bool CreateHierarchy(std::string path) noexcept {
+bool CreateHierarchy(std::string path) {
    for (size_t end = path.find('/', 1); end != std::string::npos; end = path.find('/', end + 1)) {
       path[end] = '\0';
       const bool there = mkdir(path.c_str(), 0700) == 0 || IsFolder(path.c_str());
@@ -92,7 +93,12 @@ char *File_PathJoin(const char *folder, const char *name) {
 }
 
 int File_CreateDirectoryHierarchy(const char *path, int /*reserved*/) {
-   return IsFolder(path) || CreateHierarchy(path) ? 1 : 0;
+   try {
+      return IsFolder(path) || CreateHierarchy(path) ? 1 : 0;
+   } catch (const std::bad_alloc &) {
+      errno = ENOMEM;
+      return 0;
+   }
 }
 
 int File_ListDirectory(const char *folder, char ***outNames) {
@@ -116,8 +122,8 @@ int File_ListDirectory(const char *folder, char ***outNames) {
       if (name == "." || name == "..") {
          continue;
       }
-      char *const copy = UtilSafeStrdup0(entry->d_name);
-      if (DynBuf_Append(&names, &copy, sizeof copy) == 0) {
+      char *const copy = strdup(entry->d_name);
+      if (copy == nullptr || DynBuf_Append(&names, &copy, sizeof copy) == 0) {
          std::free(copy);
          error = ENOMEM;
          break;

@@ -1,10 +1,12 @@
 #include "lib/corvanebase/corvanebase.h"
 
 #include "osal/Clock.h"
+#include "osal/Interrupted.h"
 
 #include <algorithm>
 #include <cerrno>
 #include <cstdlib>
+#include <cstring>
 #include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -97,8 +99,12 @@ int OpenOnce(FileIODescriptor *descriptor, const char *path, int flags, int mode
    if (fstat(opened, &file) == 0 && S_ISREG(file.st_mode) && status != -1) {
       fcntl(opened, F_SETFL, status & ~O_NONBLOCK);
    }
+   descriptor->path = strdup(path);
+   if (descriptor->path == nullptr) {
+      close(opened);
+      return Fail(ENOMEM);
+   }
    descriptor->posix = opened;
-   descriptor->path = UtilSafeStrdup0(path);
    return FILEIO_SUCCESS;
 }
 
@@ -154,10 +160,8 @@ int FileIO_Read(FileIODescriptor *descriptor, void *buffer, size_t size, size_t 
    size_t got = 0;
    int result = FILEIO_SUCCESS;
    while (got < size) {
-      const ssize_t count = read(descriptor->posix, static_cast<char *>(buffer) + got, size - got);
-      if (count < 0 && errno == EINTR) {
-         continue;
-      }
+      const ssize_t count = osal::repeatInterrupted(
+         [&] { return read(descriptor->posix, static_cast<char *>(buffer) + got, size - got); });
       if (count <= 0) {
          result = count == 0 ? static_cast<int>(FILEIO_READ_EOF) : StatusOf(errno);
          break;
@@ -169,10 +173,7 @@ int FileIO_Read(FileIODescriptor *descriptor, void *buffer, size_t size, size_t 
 }
 
 int FileIO_Write(FileIODescriptor *descriptor, const void *buffer, size_t size, size_t *outActual) {
-   ssize_t count = 0;
-   do {
-      count = write(descriptor->posix, buffer, size);
-   } while (count < 0 && errno == EINTR);
+   const ssize_t count = osal::repeatInterrupted([&] { return write(descriptor->posix, buffer, size); });
    Store(outActual, count > 0 ? static_cast<size_t>(count) : 0);
    return count >= 0 ? static_cast<int>(FILEIO_SUCCESS) : StatusOf(errno);
 }
@@ -192,19 +193,11 @@ int64_t FileIO_Seek(FileIODescriptor *descriptor, int64_t offset, int whence) {
 }
 
 int FileIO_Truncate(FileIODescriptor *descriptor, int64_t size) {
-   int result = 0;
-   do {
-      result = ftruncate(descriptor->posix, size);
-   } while (result != 0 && errno == EINTR);
-   return result == 0 ? 1 : 0;
+   return osal::repeatInterrupted([&] { return ftruncate(descriptor->posix, size); }) == 0 ? 1 : 0;
 }
 
 int FileIO_Sync(FileIODescriptor *descriptor) {
-   int result = 0;
-   do {
-      result = fsync(descriptor->posix);
-   } while (result != 0 && errno == EINTR);
-   return result;
+   return osal::repeatInterrupted([&] { return fsync(descriptor->posix); });
 }
 
 int FileIO_Close(FileIODescriptor *descriptor) {

@@ -7,7 +7,10 @@
 #include <array>
 #include <cerrno>
 #include <csignal>
+#include <cstring>
 #include <limits>
+#include <new>
+#include <string>
 #include <sys/types.h>
 #include <sys/utsname.h>
 
@@ -68,14 +71,16 @@ std::string ReadDistributionName() {
    return {};
 }
 
-char *DescribeSystem() noexcept {
+char *DescribeSystem() {
    utsname system{};
    if (uname(&system) != 0) {
       return nullptr;
    }
-   const std::string distribution = ReadDistributionName();
-   return Str_SafeAsprintf(nullptr, "%s %s %s%s%s", system.sysname, system.release, distribution.c_str(),
-                           distribution.empty() ? "" : " ", system.machine);
+   std::string description = std::string(system.sysname) + " " + system.release + " ";
+   if (const std::string distribution = ReadDistributionName(); !distribution.empty()) {
+      description += distribution + " ";
+   }
+   return strdup((description + system.machine).c_str());
 }
 
 } // namespace
@@ -94,7 +99,11 @@ int Hostinfo_GetSystemBitness(void) {
 }
 
 char *Hostinfo_GetOSDetailedData(void) {
-   return DescribeSystem();
+   try {
+      return DescribeSystem();
+   } catch (const std::bad_alloc &) {
+      return nullptr;
+   }
 }
 
 // Nothing is recorded: the system answers for one process at a time, which is never out of date.

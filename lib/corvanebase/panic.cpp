@@ -1,6 +1,8 @@
 #include "lib/corvanebase/corvanebase.h"
 #include "lib/corvanebase/text.h"
 
+#include "osal/Interrupted.h"
+
 #include <atomic>
 #include <cerrno>
 #include <csignal>
@@ -35,10 +37,7 @@ size_t FormatText(const char *format, va_list args) {
 
 void WriteToStderr(const char *text, size_t length) {
    while (length > 0) {
-      const ssize_t written = write(STDERR_FILENO, text, length);
-      if (written < 0 && errno == EINTR) {
-         continue;
-      }
+      const ssize_t written = osal::repeatInterrupted([&] { return write(STDERR_FILENO, text, length); });
       if (written <= 0) {
          return;
       }

@@ -7,6 +7,7 @@
 #include <cerrno>
 #include <charconv>
 #include <cstdio>
+#include <new>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -132,7 +133,7 @@ bool Take(const Names &names, const RotationStep &step) {
    return std::rename(names.Kept(step.from).c_str(), names.Kept(step.to).c_str()) == 0 || errno == ENOENT;
 }
 
-int Rotate(const std::string &path, uint32_t keepCount, bool fast) noexcept {
+int Rotate(const std::string &path, uint32_t keepCount, bool fast) {
    if (!Exists(path)) {
       return errno == ENOENT ? 0 : -1;
    }
@@ -156,5 +157,10 @@ int File_Rotate(const char *path, int keepCount, int fast, int /*reserved*/) {
       errno = EINVAL;
       return -1;
    }
-   return Rotate(path, static_cast<uint32_t>(keepCount), fast != 0);
+   try {
+      return Rotate(path, static_cast<uint32_t>(keepCount), fast != 0);
+   } catch (const std::bad_alloc &) { // a log that goes on in one file is better than a host that ends
+      errno = ENOMEM;
+      return -1;
+   }
 }

@@ -8,11 +8,13 @@
 #include <atomic>
 #include <cstdarg>
 #include <cstdlib>
+#include <cstring>
 #include <unistd.h>
 
 namespace {
 
 constexpr const char *kUnknown = "unknown";
+constexpr char kHostIs[] = "Host is %s\n";
 constexpr int64_t kSecondsPerHour = 3600;
 constexpr int64_t kSecondsPerMinute = 60;
 
@@ -68,10 +70,19 @@ public:
       Write(line.data(), mPrefixLength + written);
    }
 
-   // A line of any length, which brings the prefix along.
-   void LongLine(const LogText &line, size_t length) { Write(line.get(), length); }
+   // The same for what may be long, on the heap. Without memory for it the line is cut: a label is no reason to end.
+   void HostLine(const char *description) {
+      const size_t size = mPrefixLength + std::strlen(kHostIs) + std::strlen(description) + 1;
+      const LogText line(static_cast<char *>(std::malloc(size)));
+      if (line == nullptr) {
+         Line(kHostIs, description);
+         return;
+      }
+      std::copy_n(mPrefix.data(), mPrefixLength, line.get());
+      const size_t length = Str_Sprintf(line.get() + mPrefixLength, size - mPrefixLength, kHostIs, description);
+      Write(line.get(), mPrefixLength + length);
+   }
 
-   const char *Prefix() const { return mPrefix.data(); }
    bool Complete() const { return mComplete; }
 
 private:
@@ -94,9 +105,7 @@ void WriteLines(LogFileOutput *file, const LogLineHeader &header, Label *label) 
    if (!file->prefixFlags.timeStamps) {
       label->Line("Log creation time is %s%s%s\n", header.stamp.dateTime, header.stamp.milliseconds, header.stamp.zone);
    }
-   size_t length = 0;
-   const LogText system(Str_SafeAsprintf(&length, "%sHost is %s\n", label->Prefix(), SystemDescription()));
-   label->LongLine(system, length);
+   label->HostLine(SystemDescription());
    const LogLabelOffset offset = LogLabel_SplitOffset(file->utcOffset);
    label->Line("Host offset from UTC is %+03d:%02d.\n", offset.hours, offset.minutes);
 }

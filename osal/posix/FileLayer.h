@@ -37,15 +37,22 @@ public:
 };
 
 /// An open file, closed at the end of its life. Owner: the function that opened it.
+///
+/// On the heap it is made before the file is opened: memory that lacks for it then leaves no descriptor behind.
 class OpenFile {
 public:
-   OpenFile(FileLayer &layer, int fd)
+   explicit OpenFile(FileLayer &layer, int fd = -1)
        : mLayer(layer)
        , mFd(fd) {}
    ~OpenFile() { Close(); }
    OpenFile(const OpenFile &) = delete;
    OpenFile &operator=(const OpenFile &) = delete;
 
+   /// Opens a file in one that is not open; false with errno set when it cannot.
+   [[nodiscard]] bool Open(const char *path, int flags, mode_t mode) {
+      mFd = mLayer.open(path, flags, mode);
+      return IsOpen();
+   }
    [[nodiscard]] int Fd() const { return mFd; }
    [[nodiscard]] bool IsOpen() const { return mFd >= 0; }
    /// Closes now; the result is close's own, 0 when it was not open.

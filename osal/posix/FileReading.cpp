@@ -1,5 +1,7 @@
 #include "osal/posix/FileReading.h"
 
+#include "osal/Interrupted.h"
+
 #include <fcntl.h>
 
 #include <cerrno>
@@ -38,10 +40,7 @@ Status ReadToEnd(FileLayer &layer, int fd, size_t expected, size_t limit, std::s
    std::string text(expected + 1, '\0');
    size_t length = 0;
    for (;;) {
-      const ssize_t got = layer.read(fd, text.data() + length, text.size() - length);
-      if (got < 0 && errno == EINTR) {
-         continue;
-      }
+      const ssize_t got = repeatInterrupted([&] { return layer.read(fd, text.data() + length, text.size() - length); });
       if (got < 0) {
          return SystemError(errno, "cannot be read");
       }
@@ -99,9 +98,8 @@ Status ReadWholeFile(FileLayer &layer, const std::string &path, size_t limit, st
    if (Status kind = CheckKind(facts, limit); !kind.ok()) {
       return kind;
    }
-   auto file =
-      std::make_unique<OpenFile>(layer, layer.open(path.c_str(), O_RDONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC, 0));
-   if (!file->IsOpen()) {
+   auto file = std::make_unique<OpenFile>(layer);
+   if (!file->Open(path.c_str(), O_RDONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC, 0)) {
       return SystemError(errno, "cannot be opened");
    }
    // Looked at again: the name may have been given to something else in between.

@@ -190,7 +190,8 @@ Status PlistDocument::Set(std::string_view key, const PreferenceValue &value) {
    if (const auto *const text = std::get_if<PreferenceText>(&value); text != nullptr && !IsXmlText(text->utf8())) {
       return Status::Error(EILSEQ, "the text holds a character that the settings file can't");
    }
-   plist_dict_set_item(mRoot.get(), std::string(key).c_str(), NodeOf(value));
+   const std::string name(key); // before the node, which nobody owns until it is in
+   plist_dict_set_item(mRoot.get(), name.c_str(), NodeOf(value));
    return Status::Ok();
 }
 

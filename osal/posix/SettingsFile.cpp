@@ -1,6 +1,7 @@
 #include "osal/posix/SettingsFile.h"
 
 #include "osal/Clock.h"
+#include "osal/Interrupted.h"
 #include "osal/posix/FileReading.h"
 
 #include <fcntl.h>
@@ -84,14 +85,13 @@ Status SettingsFile::Lock(const std::string &target, uint64_t deadlineNs, std::u
       return status;
    }
    const std::string path = target + ".lock";
-   const int fd = mLayer.open(path.c_str(), O_RDWR | O_CREAT | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC, kFileMode);
-   if (fd < 0) {
+   auto file = std::make_unique<OpenFile>(mLayer);
+   if (!file->Open(path.c_str(), O_RDWR | O_CREAT | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC, kFileMode)) {
       return SystemError(errno, path + " cannot be opened");
    }
-   auto file = std::make_unique<OpenFile>(mLayer, fd);
-   while (mLayer.flock(fd, LOCK_EX | LOCK_NB) != 0) {
+   while (repeatInterrupted([&] { return mLayer.flock(file->Fd(), LOCK_EX | LOCK_NB); }) != 0) {
       const int error = errno;
-      if (error != EWOULDBLOCK && error != EINTR) {
+      if (error != EWOULDBLOCK) {
          return SystemError(error, path + " cannot be locked");
       }
       if (Clock::current().monotonicNs() >= deadlineNs) {
@@ -125,12 +125,12 @@ Status SettingsFile::WriteTemporary(const std::string &temporary, const std::str
       return SystemError(errno, temporary + " cannot be protected");
    }
    for (size_t done = 0; done < content.size();) {
-      const ssize_t written = mLayer.write(file.Fd(), content.data() + done, content.size() - done);
-      if (written > 0) {
-         done += static_cast<size_t>(written);
-      } else if (written == 0 || errno != EINTR) {
+      const ssize_t written =
+         repeatInterrupted([&] { return mLayer.write(file.Fd(), content.data() + done, content.size() - done); });
+      if (written <= 0) {
          return SystemError(written == 0 ? ENOSPC : errno, temporary + " cannot be written");
       }
+      done += static_cast<size_t>(written);
    }
    if (mLayer.fsync(file.Fd()) != 0 || file.Close() != 0) {
       return SystemError(errno, temporary + " cannot be written");

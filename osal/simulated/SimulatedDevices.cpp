@@ -58,11 +58,13 @@ private:
       std::shared_ptr<const Simulation> now;
       Status status = mSource.Read(&now);
       if (status.ok() && now != mSimulation) {
-         mSimulation = std::move(now);
-         mCameras.clear();
-         for (const SimulatedCamera &camera : mSimulation->cameras) {
-            mCameras.push_back(std::make_shared<SimulatedCaptureDevice>(camera, mSimulation->clock));
+         // Both or neither: a list that found no memory is made again by the next call.
+         CaptureDeviceList cameras;
+         for (const SimulatedCamera &camera : now->cameras) {
+            cameras.push_back(std::make_shared<SimulatedCaptureDevice>(camera, now->clock));
          }
+         mCameras = std::move(cameras);
+         mSimulation = std::move(now);
       }
       return status;
    }

@@ -17,25 +17,12 @@ struct Trap {
    std::atomic<bool> struck{false};
 };
 
-constinit Trap gTraps[2];
+constinit Trap gTraps[kit::kFaultKinds];
 constinit std::atomic<uint64_t> gAllocations{0};
-
-bool Strikes(kit::Fault fault) {
-   Trap &trap = gTraps[static_cast<size_t>(fault)];
-   if (!trap.armed.load()) {
-      return false;
-   }
-   const uint64_t call = trap.calls.fetch_add(1) + 1;
-   const bool strikes = call == trap.nth.load() || (trap.fromThenOn.load() && call > trap.nth.load());
-   if (strikes) {
-      trap.struck.store(true);
-   }
-   return strikes;
-}
 
 bool AllocationFails() {
    gAllocations.fetch_add(1, std::memory_order_relaxed);
-   if (!Strikes(kit::Fault::Allocation)) {
+   if (!kit::Strikes(kit::Fault::Allocation)) {
       return false;
    }
    errno = ENOMEM;
@@ -66,7 +53,8 @@ char *__wrap_strdup(const char *text) {
    return copy != nullptr ? static_cast<char *>(std::memcpy(copy, text, size)) : nullptr;
 }
 int __wrap_pthread_create(pthread_t *thread, const pthread_attr_t *attributes, void *(*start)(void *), void *argument) {
-   return Strikes(kit::Fault::ThreadCreation) ? EAGAIN : __real_pthread_create(thread, attributes, start, argument);
+   return kit::Strikes(kit::Fault::ThreadCreation) ? EAGAIN
+                                                   : __real_pthread_create(thread, attributes, start, argument);
 }
 }
 
@@ -121,6 +109,23 @@ void FailNth::Disarm() {
 
 bool FailNth::Struck() const {
    return gTraps[static_cast<size_t>(mFault)].struck.load();
+}
+
+uint64_t FailNth::Calls() const {
+   return gTraps[static_cast<size_t>(mFault)].calls.load();
+}
+
+bool Strikes(Fault fault) {
+   Trap &trap = gTraps[static_cast<size_t>(fault)];
+   if (!trap.armed.load()) {
+      return false;
+   }
+   const uint64_t call = trap.calls.fetch_add(1) + 1;
+   const bool strikes = call == trap.nth.load() || (trap.fromThenOn.load() && call > trap.nth.load());
+   if (strikes) {
+      trap.struck.store(true);
+   }
+   return strikes;
 }
 
 uint64_t AllocationCount() {

@@ -1,8 +1,10 @@
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 
-/// Faults on demand: the nth allocation, or the nth creation of a thread, fails. Link `mavr_fault_kit` to have it.
+/// Faults on demand: the nth allocation, the nth creation of a thread, the nth call of another kind fails. Link
+/// `mavr_fault_kit` to have it; what system calls say when they fail is in SystemFaults.h.
 ///
 ///     for (uint64_t nth = 1;; ++nth) {
 ///        kit::FailNth fault(kit::Fault::Allocation, nth, kit::Repeat::FromThenOn);
@@ -16,9 +18,14 @@
 namespace kit {
 
 enum class Fault {
-   Allocation,    ///< operator new throws std::bad_alloc; malloc, calloc, realloc and strdup return null with ENOMEM
-   ThreadCreation ///< pthread_create returns EAGAIN; a test's own std::thread is not touched
+   Allocation,     ///< operator new throws std::bad_alloc; malloc, calloc, realloc and strdup return null with ENOMEM
+   ThreadCreation, ///< pthread_create returns EAGAIN; a test's own std::thread is not touched
+   SystemCall,     ///< a call on files, as SystemFaults.h says
+   Clock,          ///< clock_gettime fails with EINVAL; gmtime_r and localtime_r return null with EOVERFLOW
+   Device,         ///< a call of a test's decorator round osal::Devices
+   Settings        ///< the same round osal::Preferences
 };
+inline constexpr size_t kFaultKinds = 6;
 enum class Repeat { Once, FromThenOn };
 
 class FailNth {
@@ -31,12 +38,17 @@ public:
 
    /// Whether a call has failed.
    [[nodiscard]] bool Struck() const;
+   /// How many calls of the kind there were since its construction, failed ones among them.
+   [[nodiscard]] uint64_t Calls() const;
    /// Ends it before the scope does, so that what follows may allocate.
    void Disarm();
 
 private:
    const Fault mFault;
 };
+
+/// Counts a call of this kind and says whether it is to fail: for the kit's own traps and for a test's decorators.
+[[nodiscard]] bool Strikes(Fault fault);
 
 /// Allocations of this process so far, of any kind; two readings tell whether what lies between allocates.
 [[nodiscard]] uint64_t AllocationCount();
