@@ -15,15 +15,14 @@ bool SameFile(const FileIODescriptor &left, const FileIODescriptor &right) {
           one.st_ino == other.st_ino;
 }
 
+// The label of the new file goes too: what it left behind a shorter content would be no lines. Where it cannot go, the
+// content comes behind it: written from the middle of an emptied file it would leave a hole.
 void MoveToStart(LogFileOutput *file) {
-   if (file->append) {
-      FileIO_Seek(&file->file, 0, FILEIO_SEEK_END);
+   if (!file->append && FileIO_Seek(&file->file, 0, FILEIO_SEEK_BEGIN) == 0 && FileIO_Truncate(&file->file, 0) != 0) {
+      file->fileSize = 0;
       return;
    }
-   // The label of the new file goes too: what it left behind a shorter content would be no lines.
-   FileIO_Seek(&file->file, 0, FILEIO_SEEK_BEGIN);
-   FileIO_Truncate(&file->file, 0);
-   file->fileSize = 0;
+   FileIO_Seek(&file->file, 0, FILEIO_SEEK_END);
 }
 
 // False with a line when the block did not arrive whole.

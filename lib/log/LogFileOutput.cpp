@@ -41,6 +41,7 @@ void WriteLine(LogFileOutput *file, const LogLineHeader &header, size_t length, 
    length = std::min(length, static_cast<size_t>(kLogBigLimit) + 1);
    std::memcpy(line + prefix, text, length);
    size_t remaining = prefix + length;
+   file->account.offered += remaining;
    if (FileIO_IsValid(&file->file) != 0) {
       if (file->discarded != 0) {
          ReportDiscarded(file);
@@ -48,6 +49,7 @@ void WriteLine(LogFileOutput *file, const LogLineHeader &header, size_t length, 
       size_t written = 0;
       if (FileIO_Write(&file->file, line, remaining, &written) == FILEIO_SUCCESS) {
          file->fileSize += written;
+         file->account.written += written;
          remaining -= written;
          if (file->sync) {
             gLogFileSystem.sync(&file->file);
@@ -55,6 +57,19 @@ void WriteLine(LogFileOutput *file, const LogLineHeader &header, size_t length, 
       }
    }
    file->discarded += static_cast<uint32_t>(remaining);
+   file->account.discarded += remaining;
+}
+
+// Bytes that the line would have in the file.
+size_t SizeInFile(LogFileOutput *file, const LogLineHeader &header, size_t length) {
+   return Log_FormatLinePrefix(file->prefixFlags, header, kLogPrefixLimit, file->line.data()) + length;
+}
+
+void Suppress(LogFileOutput *file, const LogLineHeader &header, size_t length, const char *text) {
+   const size_t size = SizeInFile(file, header, length);
+   file->account.offered += size;
+   file->account.suppressed += size;
+   LogRing_Push(file->ring.get(), header, length, text);
 }
 
 void BeginThrottling(LogFileOutput *file) {
@@ -73,6 +88,9 @@ void EndThrottling(LogFileOutput *file) {
    LogLineHeader header;
    size_t length = 0;
    while (LogRing_Pop(file->ring.get(), file->drainText.size(), &header, &length, file->drainText.data())) {
+      const size_t size = SizeInFile(file, header, length);
+      file->account.offered -= size; // it is offered to the file again
+      file->account.suppressed -= size;
       WriteLine(file, header, length, file->drainText.data());
    }
 }
@@ -100,7 +118,7 @@ void LogFile_Write(LogOutput *output, const LogLineHeader *header, size_t length
    Throttle(file, *header, length);
    // What the ring holds while nothing is throttled nobody ever sees: it is emptied when throttling begins.
    if (file->throttle.throttled != 0) {
-      LogRing_Push(file->ring.get(), *header, length, text);
+      Suppress(file, *header, length, text);
    } else {
       WriteLine(file, *header, length, text);
    }
@@ -156,6 +174,15 @@ bool LogFile_GetSettings(const LogOutput *output, LogFileSettings *outSettings) 
       .sync = file->sync,
       .fastRotation = file->fastRotation,
    };
+   return true;
+}
+
+bool LogFile_GetAccount(const LogOutput *output, LogFileAccount *outAccount) {
+   const LogFileOutput *const file = FileOrNull(output);
+   if (file == nullptr) {
+      return false;
+   }
+   *outAccount = file->account;
    return true;
 }
 

@@ -11,6 +11,16 @@
 #include <cstddef>
 #include <cstdint>
 
+/// What became of all bytes that came to a file output, prefixes and the marks of a throttling included:
+/// offered = written + discarded + suppressed. Labels and reports of lost bytes are no part of it. A rotation starts
+/// the count that reports tell of anew; this one goes on.
+struct LogFileAccount {
+   uint64_t offered = 0;
+   uint64_t written = 0;
+   uint64_t discarded = 0;  ///< could not be written
+   uint64_t suppressed = 0; ///< by throttling: they wait in the ring, or have made room there for later ones
+};
+
 /// The file output: writes lines to a file of its own.
 ///
 /// It opens nothing but a plain file that stays the file its path names, labels each new file, moves a file aside that
@@ -37,6 +47,7 @@ struct LogFileOutput : LogOutput {
    uint64_t discarded = 0; ///< bytes that could not be written since the last report
    FileIODescriptor file{};
    LogPrefixFlags prefixFlags;
+   LogFileAccount account;
    LogThrottle throttle;
    LogRetry retry; ///< of rotations
    LogRingOwner ring;
@@ -72,6 +83,7 @@ struct LogFileSettings {
 bool LogFile_GetDescriptor(const LogOutput *output, int *outFd); ///< false while no file is open
 const char *LogFile_GetPath(const LogOutput *output);
 bool LogFile_GetSettings(const LogOutput *output, LogFileSettings *outSettings);
+bool LogFile_GetAccount(const LogOutput *output, LogFileAccount *outAccount); ///< under the log's lock, or alone
 
 /* ---- Housekeeping ------------------------------------------------------------------------------------------------ */
 

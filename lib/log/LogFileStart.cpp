@@ -116,6 +116,9 @@ bool Rotate(LogFileOutput *file, const LogLineHeader &label) {
    if (LogFile_Open(file, &fresh) != FILEIO_SUCCESS) {
       return false;
    }
+   if (file->keepCount != 0) {
+      FileIO_Seek(&fresh, 0, FILEIO_SEEK_END); // whoever was faster in making it keeps what is there
+   }
    const uint64_t formerSize = file->fileSize;
    const uint64_t formerDiscarded = file->discarded;
    file->file = fresh;
