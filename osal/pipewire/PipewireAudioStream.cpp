@@ -61,7 +61,8 @@ private:
       raw.position[0] = mSettings.channels == 1 ? SPA_AUDIO_CHANNEL_MONO : SPA_AUDIO_CHANNEL_FL;
       raw.position[1] = mSettings.channels == 1 ? SPA_AUDIO_CHANNEL_UNKNOWN : SPA_AUDIO_CHANNEL_FR;
       const spa_pod *params[] = {spa_format_audio_raw_build(&builder, SPA_PARAM_EnumFormat, &raw)};
-      return pw_stream_connect(stream, PW_DIRECTION_INPUT, PW_ID_ANY, kFlags, params, 1);
+      return pw_stream_connect(stream, PW_DIRECTION_INPUT, PW_ID_ANY,
+                               static_cast<pw_stream_flags>(kFlags | PW_STREAM_FLAG_MAP_BUFFERS), params, 1);
    }
 
    void TakeFormat(const spa_pod *) override { ForgetTrouble(); } // there is only the one that was asked for

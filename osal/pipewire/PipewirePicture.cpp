@@ -51,22 +51,31 @@ bool Fits(const Block &block, int64_t offset, int64_t stride, int64_t rows, int6
    return stride >= used && offset + stride * (rows - 1) + used <= static_cast<int64_t>(block.bytes.size());
 }
 
-template <typename Convert>
-bool SemiPlanar(const PipewirePicture &picture, const Target &to, Convert convert) {
+// NV12 and NV21: a plane of luma and one of pairs, in one block or in two.
+std::optional<BiPlanarView> ViewOfPairs(const PipewirePicture &picture) {
    const Geometry g(picture.size);
    const int64_t stride = RowBytes(picture.first, g.width, 2 * (g.height + g.chromaHeight));
    if (!Fits(picture.first, 0, stride, g.height, g.width)) {
-      return false;
+      return std::nullopt;
    }
    const bool apart = !picture.second.bytes.empty();
    const Block &chroma = apart ? picture.second : picture.first;
    const int64_t offset = apart ? 0 : stride * g.height;
    const int64_t chromaStride = apart && chroma.stride > 0 ? chroma.stride : stride;
    if (!Fits(chroma, offset, chromaStride, g.chromaHeight, 2 * g.chromaWidth)) {
-      return false;
+      return std::nullopt;
    }
-   return convert(picture.first.bytes.data(), static_cast<int>(stride), chroma.bytes.data() + offset,
-                  static_cast<int>(chromaStride), to.luma, to.stride, to.chroma, to.stride, to.width, to.height) == 0;
+   return BiPlanarView{picture.size,
+                       {picture.first.bytes.data(), chroma.bytes.data() + offset},
+                       {static_cast<size_t>(stride), static_cast<size_t>(chromaStride)}};
+}
+
+template <typename Convert>
+bool SemiPlanar(const PipewirePicture &picture, const Target &to, Convert convert) {
+   const auto view = ViewOfPairs(picture);
+   return view && convert(view->planes[0], static_cast<int>(view->strides[0]), view->planes[1],
+                          static_cast<int>(view->strides[1]), to.luma, to.stride, to.chroma, to.stride, to.width,
+                          to.height) == 0;
 }
 
 bool Planar(const PipewirePicture &picture, const Target &to, bool crFirst) {
@@ -141,10 +150,25 @@ bool Jpeg(const PipewirePicture &picture, const Target &to) {
                              height) == 0;
 }
 
+bool HasSomething(const PipewirePicture &picture) {
+   return picture.size.width > 0 && picture.size.height > 0 && !picture.first.bytes.empty();
+}
+
 } // namespace
 
+size_t BiPlanarView::Bytes(size_t plane) const {
+   const Geometry g(size);
+   const int64_t rows = plane == 0 ? g.height : g.chromaHeight;
+   const int64_t used = plane == 0 ? g.width : 2 * g.chromaWidth;
+   return strides[plane] * static_cast<size_t>(rows - 1) + static_cast<size_t>(used);
+}
+
+std::optional<BiPlanarView> ViewInPlace(const PipewirePicture &picture) {
+   return picture.pixels == PipewirePixels::NV12 && HasSomething(picture) ? ViewOfPairs(picture) : std::nullopt;
+}
+
 bool ToBiPlanar(const PipewirePicture &picture, FrameBuffer *frame, std::vector<uint8_t> *scratch) {
-   if (picture.size.width <= 0 || picture.size.height <= 0 || picture.first.bytes.empty()) {
+   if (!HasSomething(picture)) {
       return false;
    }
    frame->Shape(picture.size);

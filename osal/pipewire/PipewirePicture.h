@@ -4,6 +4,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <optional>
 #include <span>
 #include <vector>
 
@@ -28,6 +29,19 @@ struct PipewirePicture {
    Block first;
    Block second; ///< chroma of NV12 and NV21 where it comes apart; empty otherwise
 };
+
+/// A '420f' picture in somebody else's memory: luma, and Cb and Cr in turn.
+struct BiPlanarView {
+   VideoDimensions size;
+   const uint8_t *planes[2] = {};
+   size_t strides[2] = {}; ///< bytes
+
+   /// From the first byte of a plane to the last that belongs to the picture.
+   [[nodiscard]] size_t Bytes(size_t plane) const;
+};
+
+/// The picture where it lies, for NV12 with all its bytes there; nothing otherwise. Strides as for ToBiPlanar. Pure.
+[[nodiscard]] std::optional<BiPlanarView> ViewInPlace(const PipewirePicture &picture);
 
 /// Turns the picture into '420f' in `frame`, which has room for its size and gets its shape.
 ///

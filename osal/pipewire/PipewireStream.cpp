@@ -43,6 +43,8 @@ constinit const pw_stream_events PipewireStream::kStreamEvents = [] {
    events.state_changed = &PipewireStream::OnState;
    events.param_changed = &PipewireStream::OnParam;
    events.process = &PipewireStream::OnProcess;
+   events.add_buffer = &PipewireStream::OnAddBuffer;
+   events.remove_buffer = &PipewireStream::OnRemoveBuffer;
    return events;
 }();
 
@@ -109,6 +111,7 @@ void PipewireStream::OnStop(void *data, uint64_t) {
 void PipewireStream::DestroyStream() {
    if (mStream != nullptr) {
       spa_hook_remove(&mStreamHook);
+      RemoveAllBuffers();
       pw_stream_destroy(mStream);
       mStream = nullptr;
    }
@@ -213,6 +216,14 @@ void PipewireStream::OnProcess(void *data) {
    if (self->mStream != nullptr) {
       self->Process();
    }
+}
+
+void PipewireStream::OnAddBuffer(void *data, pw_buffer *buffer) {
+   static_cast<PipewireStream *>(data)->AddBuffer(buffer);
+}
+
+void PipewireStream::OnRemoveBuffer(void *data, pw_buffer *buffer) {
+   static_cast<PipewireStream *>(data)->RemoveBuffer(buffer);
 }
 
 } // namespace osal

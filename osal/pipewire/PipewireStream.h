@@ -44,10 +44,15 @@ protected:
    virtual void TakeFormat(const spa_pod *format) = 0;
    /// At least one buffer waits.
    virtual void Process() = 0;
+   /// A buffer belongs to the stream from now on, and no longer.
+   virtual void AddBuffer(pw_buffer * /*buffer*/) {}
+   virtual void RemoveBuffer(pw_buffer * /*buffer*/) {}
+   /// The stream is about to end, and all its buffers with it.
+   virtual void RemoveAllBuffers() {}
 
    /// Flags for pw_stream_connect: without DONT_RECONNECT the session manager would move the stream to another device.
-   static constexpr auto kFlags = static_cast<pw_stream_flags>(PW_STREAM_FLAG_AUTOCONNECT | PW_STREAM_FLAG_MAP_BUFFERS |
-                                                               PW_STREAM_FLAG_DONT_RECONNECT);
+   static constexpr auto kFlags =
+      static_cast<pw_stream_flags>(PW_STREAM_FLAG_AUTOCONNECT | PW_STREAM_FLAG_DONT_RECONNECT);
 
    [[nodiscard]] DelegateGate &Gate() { return *mGate; }
    [[nodiscard]] pw_stream *Stream() { return mStream; }
@@ -64,6 +69,8 @@ private:
    static void OnState(void *data, pw_stream_state old, pw_stream_state state, const char *error);
    static void OnParam(void *data, uint32_t id, const spa_pod *param);
    static void OnProcess(void *data);
+   static void OnAddBuffer(void *data, pw_buffer *buffer);
+   static void OnRemoveBuffer(void *data, pw_buffer *buffer);
    static void OnStop(void *data, uint64_t count);
    static const pw_core_events kCoreEvents;
    static const pw_stream_events kStreamEvents;

@@ -2,6 +2,7 @@
 
 #include "osal/common/FrameBuffer.h"
 #include "osal/common/SampleBufferPool.h"
+#include "osal/pipewire/BufferTable.h"
 #include "osal/pipewire/PipewirePicture.h"
 #include "osal/pipewire/PipewireStream.h"
 
@@ -80,20 +81,17 @@ uint32_t RateOf(MediaTime maxFrameDuration) {
    return static_cast<uint32_t>(std::clamp<int64_t>(rate, 1, 1000));
 }
 
-std::span<const uint8_t> BytesOf(const spa_data &data) {
-   if (data.data == nullptr || data.chunk == nullptr) {
+// What the camera has filled of a block. The chunk lies in memory that the other side can write: each field is read
+// once.
+PipewirePicture::Block BlockOf(const spa_buffer &buffer, const BufferMemory &memory, uint32_t index) {
+   if (index >= buffer.n_datas || buffer.datas[index].chunk == nullptr) {
       return {};
    }
-   const uint32_t offset = std::min(data.chunk->offset, data.maxsize);
-   return {static_cast<const uint8_t *>(data.data) + offset, std::min(data.chunk->size, data.maxsize - offset)};
-}
-
-PipewirePicture::Block BlockOf(const spa_buffer &buffer, uint32_t index) {
-   if (index >= buffer.n_datas) {
-      return {};
-   }
-   const spa_data &data = buffer.datas[index];
-   return {BytesOf(data), data.chunk != nullptr ? data.chunk->stride : 0};
+   const volatile spa_chunk &chunk = *buffer.datas[index].chunk;
+   const std::span<const uint8_t> block = memory.Block(index);
+   const size_t offset = std::min<size_t>(chunk.offset, block.size());
+   const size_t size = std::min<size_t>(chunk.size, block.size() - offset);
+   return {block.subspan(offset, size), chunk.stride};
 }
 
 bool IsDamaged(spa_buffer *buffer) {
@@ -207,6 +205,7 @@ private:
 
    // The newest buffer counts when late frames are discarded; older ones go straight back.
    void Process() override {
+      GiveBack(mBuffers.TakeBack());
       const bool newestOnly = Gate().DiscardsLate();
       pw_buffer *newest = nullptr;
       while (pw_buffer *const next = pw_stream_dequeue_buffer(Stream())) {
@@ -224,32 +223,54 @@ private:
       }
    }
 
-   // The daemon's buffers are few and shared: the picture is copied out, and the buffer goes back at once.
    void TakeBuffer(pw_buffer *buffer) {
       NoteArrival();
-      FrameBuffer *frame = nullptr;
-      if (mPool != nullptr && Gate().IsTaken() && !IsDamaged(buffer->buffer)) {
-         frame = static_cast<FrameBuffer *>(mPool->Take());
-      }
-      if (frame == nullptr) {
+      const std::shared_ptr<const BufferMemory> memory = mBuffers.MemoryOf(buffer);
+      if (mPool == nullptr || memory == nullptr || !Gate().IsTaken() || IsDamaged(buffer->buffer)) {
          pw_stream_queue_buffer(Stream(), buffer);
          return;
       }
+      mPicture.first = BlockOf(*buffer->buffer, *memory, 0);
+      mPicture.second = BlockOf(*buffer->buffer, *memory, 1);
+      if (const auto view = ViewInPlace(mPicture)) {
+         if (LentPicture *const picture = mBuffers.Lend(buffer, *view)) {
+            Gate().Deliver(Ref<SampleBuffer>::adopt(picture));
+            return;
+         }
+      }
+      DeliverCopy(buffer);
+   }
+
+   // The daemon's buffer goes back before the delegate is called.
+   void DeliverCopy(pw_buffer *buffer) {
+      auto *const frame = static_cast<FrameBuffer *>(mPool->Take());
       const Ref<SampleBuffer> sample = Ref<SampleBuffer>::adopt(frame);
-      mPicture.first = BlockOf(*buffer->buffer, 0);
-      mPicture.second = BlockOf(*buffer->buffer, 1);
-      const bool converted = ToBiPlanar(mPicture, frame, &mScratch);
+      const bool converted = frame != nullptr && ToBiPlanar(mPicture, frame, &mScratch);
       pw_stream_queue_buffer(Stream(), buffer);
       if (converted) {
          Gate().Deliver(sample);
       }
    }
 
+   void GiveBack(void *buffer) {
+      if (buffer != nullptr) {
+         pw_stream_queue_buffer(Stream(), static_cast<pw_buffer *>(buffer));
+      }
+   }
+
+   void AddBuffer(pw_buffer *buffer) override { mBuffers.Add(buffer, *buffer->buffer); }
+   void RemoveBuffer(pw_buffer *buffer) override { mBuffers.Remove(buffer); }
+   void RemoveAllBuffers() override {
+      GiveBack(mBuffers.TakeBackAtOnce());
+      mBuffers.RemoveAll();
+   }
+
    const std::optional<VideoDimensions> mWantedSize;
    const uint32_t mWantedRate;
    // On the loop's thread:
    PipewirePicture mPicture;
-   std::shared_ptr<SampleBufferPool> mPool;
+   BufferTable mBuffers;
+   std::shared_ptr<SampleBufferPool> mPool; // for pictures that can't be lent
    std::vector<uint8_t> mScratch;
 };
 

@@ -143,6 +143,17 @@ TEST_F(PipewireCaptureTest, DamagedFramesAreSkipped) {
    EXPECT_TRUE(rig.session->health().ok());
 }
 
+// A buffer that is out when its stream ends is lost to the camera, which has eight.
+TEST_F(PipewireCaptureTest, StreamsThatEndWithPicturesKeptLeaveTheCameraItsBuffers) {
+   const VirtualCamera camera(*daemon, "cam", {"--sizes", "640x480"});
+   for (int i = 0; i < 24; ++i) {
+      Rig rig(*capture, Input("cam"), MediaType::Video, {640, 480});
+      rig.collector.LetGo(3);
+      ASSERT_TRUE(rig.session->startRunning().ok());
+      ASSERT_TRUE(rig.collector.Await(5)) << "session " << i << ": " << rig.session->health().reason;
+   }
+}
+
 TEST_F(PipewireCaptureTest, TwoClientsShareACamera) {
    const VirtualCamera camera(*daemon, "cam", {"--sizes", "640x480,320x240"});
    Rig first(*capture, Input("cam"), MediaType::Video, {640, 480});

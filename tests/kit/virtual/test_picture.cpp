@@ -69,9 +69,10 @@ uint32_t PictureFormat::Paint(uint64_t frame, uint8_t *first, uint8_t *second) c
    }
    if (format == "RGB") {
       constexpr uint8_t kPixel[3] = {200, 100, 50};
+      const size_t stride = Stride();
       for (uint32_t y = 0; y < height; ++y) {
          for (uint32_t x = 0; x < width; ++x) {
-            std::memcpy(first + size_t{y} * Stride() + size_t{x} * 3, kPixel, sizeof(kPixel));
+            std::memcpy(first + y * stride + size_t{x} * 3, kPixel, sizeof(kPixel));
          }
       }
    } else if (format == "YUY2" || format == "UYVY") {
@@ -85,9 +86,10 @@ uint32_t PictureFormat::Paint(uint64_t frame, uint8_t *first, uint8_t *second) c
 }
 
 void PictureFormat::PaintLuma(uint64_t frame, uint8_t *plane) const {
+   const size_t stride = Stride();
    for (uint32_t y = 0; y < height; ++y) {
       for (uint32_t x = 0; x < width; ++x) {
-         plane[size_t{y} * Stride() + x] = Luma(frame, x, y);
+         plane[y * stride + x] = Luma(frame, x, y);
       }
    }
 }
@@ -108,10 +110,11 @@ void PictureFormat::PaintPacked(uint64_t frame, uint8_t *plane) const {
 }
 
 void PictureFormat::PaintInterleavedChroma(uint8_t *plane) const {
+   const size_t stride = Stride();
    for (uint32_t y = 0; y < Half(height); ++y) {
       for (uint32_t x = 0; x < Half(width); ++x) {
-         plane[size_t{y} * Stride() + size_t{x} * 2] = ChromaU(2 * y);
-         plane[size_t{y} * Stride() + size_t{x} * 2 + 1] = kGreyV;
+         plane[y * stride + size_t{x} * 2] = ChromaU(2 * y);
+         plane[y * stride + size_t{x} * 2 + 1] = kGreyV;
       }
    }
 }
