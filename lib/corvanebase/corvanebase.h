@@ -232,6 +232,7 @@ __attribute__((noreturn)) void Panic(const char *format, ...) CORVANE_PRINTF(1, 
 /* ---- SHA-256 (FIPS 180-4) --------------------------------------------------------------------------------------- */
 
 enum { CRYPTOHASH_SHA256_SIZE = 32 };
+/// A digest on its way: Init, any number of Updates, Final.
 typedef struct CryptoHashSHA256 {
    void *state; ///< null: cleared
 } CryptoHashSHA256;

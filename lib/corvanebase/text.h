@@ -10,6 +10,7 @@
 /// What the files of the base library share and its users do not see. Any thread; no locks; no state.
 namespace corvanebase {
 
+/// Frees a heap string in place of deleting it.
 struct Freed {
    void operator()(char *text) const { std::free(text); }
 };

@@ -28,9 +28,11 @@ inline constexpr size_t kLogRingSize = 65536;
 void LogRing_Destroy(LogRing *ring); ///< null is allowed
 void LogRing_Reset(LogRing *ring);   ///< forgets every record
 
+/// Destroys a ring in place of deleting it.
 struct LogRingDestroyer {
    void operator()(LogRing *ring) const { LogRing_Destroy(ring); }
 };
+/// A ring with an owner.
 using LogRingOwner = std::unique_ptr<LogRing, LogRingDestroyer>;
 
 /// Adds a record, dropping as many old ones as need be. A text that no record or not even the empty ring can hold is

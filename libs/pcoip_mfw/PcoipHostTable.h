@@ -25,12 +25,14 @@ using PcoipConnectCallback = void (*)(uint64_t, uint64_t, uint32_t event, const 
 /// What happened to the channel of `handle`; `data` depends on the event, and may be null. Called on the host's thread.
 using PcoipChannelCallback = void (*)(void *userData, uint32_t handle, uint32_t event, const void *data);
 
+/// The remote end asks for a channel.
 struct PcoipRemoteOpen {
    char name[40];  // ends with a zero
    uint32_t flags; // bit 0: lossy
 };
 static_assert(offsetof(PcoipRemoteOpen, flags) == 40);
 
+/// The operations, as the head of this file says.
 struct PcoipHostTable {
    void *unused0;
    /// The first and the third argument are 0. Writes the word that identifies this plugin to the host, before any

@@ -15,6 +15,7 @@
 class pcoip_channel;
 class pcoip_mfw;
 
+/// Releases a channel in place of deleting it.
 struct ChannelReleased {
    void operator()(pcoip_channel *channel) const;
 };

@@ -35,6 +35,7 @@
 /// stays in no-wait mode for good: Write does not signal, and WaitRead asks again and again instead of sleeping.
 class DataBufQueue {
 public:
+   /// The slots at one moment, in number, and the indices of the next to read and to write.
    struct State {
       int32_t count = 0;
       int32_t used = 0;
@@ -42,6 +43,7 @@ public:
       int32_t readIndex = 0;
       int32_t writeIndex = 0;
    };
+   /// What has gone through the queue.
    struct Stats {
       uint64_t readTotal = 0;   ///< reads through WaitRead, with keepTimes
       uint64_t baseTotal = 0;   ///< the read total at the first read after the last GetStats; 1 at first

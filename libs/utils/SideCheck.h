@@ -16,6 +16,7 @@
 /// The thread may be another one each time: a serial queue runs on many threads, one after the other.
 class SideCheck {
 public:
+   /// The scope in which a thread is inside.
    class Use {
    public:
 #ifdef MAVR_SIDE_CHECKS

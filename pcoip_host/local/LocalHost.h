@@ -31,6 +31,7 @@ enum LocalHostError : int32_t {
    kClosed = -8, ///< the other side went
 };
 
+/// How one side of a local host is to be.
 struct LocalHostOptions {
    /// One of the two sides leads; no matter which.
    LocalRendezvous::Role role = LocalRendezvous::Role::kLeading;

@@ -18,6 +18,7 @@ class LocalLink {
 public:
    static constexpr size_t kMostKept = 16384;
 
+   /// A message, and the descriptors that came with it.
    struct Received {
       LocalMessage message;
       std::vector<Descriptor> passed;

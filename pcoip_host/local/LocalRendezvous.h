@@ -24,6 +24,7 @@ namespace pcoip_host {
 /// Owner: a local host. Threads: one at a time. Locks: none. Life cycle: constructed; Disconnect is final.
 class LocalRendezvous {
 public:
+   /// What is to be done next, and to which channel.
    struct Action {
       enum class What {
          kSendOpen,      ///< channel, name, lossy

@@ -11,6 +11,7 @@ namespace pcoip_host {
 /// A lock that is asked for until a deadline. Threads: any. Not recursive. Hold it through a Stay.
 class TimedTurn {
 public:
+   /// The scope in which the lock is held, if it was got in time.
    class Stay {
    public:
       /// `deadlineNs` of osal::Clock; 0 does not wait at all.

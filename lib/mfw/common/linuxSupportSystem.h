@@ -27,6 +27,7 @@ bool GetComputerNameW(wchar_t *buffer, uint32_t *size); ///< characters of 4 byt
 bool GetUserNameA(char *buffer, uint32_t *size);
 bool GetUserNameW(wchar_t *buffer, uint32_t *size);
 
+/// 16 bytes, as libuuid has them.
 struct UUID {
    uuid_t bytes;
 };

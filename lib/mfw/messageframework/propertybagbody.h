@@ -18,6 +18,7 @@ namespace CORE {
 class PropertyBagBody;
 class PropertyBagEntry;
 
+/// Gives back a counted object in place of deleting it.
 struct GiveUpReference {
    template <class Counted>
    void operator()(Counted *counted) const {

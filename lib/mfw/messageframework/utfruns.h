@@ -10,6 +10,7 @@
 /// refuse stand in one place. Any thread.
 namespace CORE {
 
+/// How far a run came: all that is left is for utfcodec.h.
 struct RunProgress {
    size_t mRead = 0;    ///< bytes of the source
    size_t mWritten = 0; ///< bytes of the target

@@ -43,6 +43,7 @@ private:
 
 /// How the kernel release is read: osal::readSystemControl. A test puts another in its place for its lifetime.
 using ReleaseReader = bool (*)(const char *name, char *buffer, size_t size);
+/// The scope of a test in which the kernel release is read by `reader`.
 class ScopedReleaseReader {
 public:
    explicit ScopedReleaseReader(ReleaseReader reader);

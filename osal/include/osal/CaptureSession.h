@@ -88,6 +88,7 @@ struct VideoSettings {
    std::optional<VideoDimensions> size; ///< kCVPixelBufferWidthKey and HeightKey
 };
 
+/// Where a camera's frames come out.
 class VideoDataOutput : public CaptureOutput {
 public:
    /// Drop a frame that comes while a delegate call still runs, instead of queueing it.
@@ -107,6 +108,7 @@ struct AudioSettings {
    friend bool operator==(const AudioSettings &, const AudioSettings &) = default;
 };
 
+/// Where a microphone's samples come out.
 class AudioDataOutput : public CaptureOutput {
 public:
    virtual void setAudioSettings(const AudioSettings &settings) = 0;
