@@ -102,9 +102,12 @@ deb)
    mkdir -p "$work/build/lib" "$work/build/bin" "$work/control"
    cp -a "$build"/lib/libmavrCliLib.so* "$work/build/lib/"
    cp -a "$build/bin/mavr" "$work/build/bin/"
+   # As by someone who lets nobody else read: the packages are for all.
+   umask 077
    cpack -B "$work/deb" --config "$work/build/CPackConfig.cmake" >/dev/null
    multiarch=$(dpkg-architecture -qDEB_HOST_MULTIARCH)
    for package in "$work"/deb/*.deb; do
+      ! dpkg-deb -c "$package" | grep -vE '^(drwxr-xr-x|-rwxr-xr-x|-rw-r--r--|lrwxrwxrwx) root/root ' || fail "modes in $package"
       dpkg-deb -x "$package" "$work/a root"
       dpkg-deb -e "$package" "$work/control/$(basename "${package%%_*}")"
    done
