@@ -88,10 +88,14 @@ bool MakeRoom(LogFileOutput *file, bool movedAside) {
 }
 
 bool OpenFresh(LogFileOutput *file) {
-   const bool movedAside = file->automaticName || file->keepCount == 0 || LogFile_RotateAside(file);
+   const bool keepsFormer = !file->automaticName && file->keepCount != 0;
+   bool movedAside = !keepsFormer || LogFile_RotateAside(file);
    if (LogFile_Open(file, &file->file) != FILEIO_SUCCESS) {
       Log_Warning("Open of '%s' failed\n", file->path.get());
       return false;
+   }
+   if (keepsFormer && FileIO_Seek(&file->file, 0, FILEIO_SEEK_END) > 0) {
+      movedAside = false; // it is still there, or another process has begun one meanwhile
    }
    LogLineHeader header;
    LogFile_MakeOwnHeader(LogFile_VerifyRow(LogLevel_RowByNumber(kLogLevelInfo), kLogVerifyStart), &header);

@@ -19,6 +19,7 @@ namespace {
 constexpr char kSource[] = "libs/pcoip_mfw/linux/linux_pcoip_mfw";
 constexpr LogRouting kPanicLevel = 1;
 
+bool gLogStarted = false;
 bool gStarted = false;
 std::atomic<int32_t> mfwLogLevel{logger::DEBUG};
 
@@ -103,13 +104,14 @@ void MfwLog_Init() {
    if (gStarted) {
       return;
    }
-   gStarted = StartLog();
+   gLogStarted = gLogStarted || StartLog();
    // Until the level is read, the callback alone decides: a start that is tried again may lower it.
    logger::Instance().SetCallback(&MfwLog_Redirect);
    ConfigSettings::Init();
    ReadLogLevel();
    Log_Info("Redirected MFW log output to standard sorv logging.\n");
    ReadCiMode();
+   gStarted = gLogStarted; // last: a start that memory has cut short goes on where it ended
 }
 
 void MfwLog_TearDown() {
