@@ -7,6 +7,7 @@
 
 option(MAVR_BENCH "Build the benchmarks and their peers" OFF)
 option(MAVR_FUZZ "Build the fuzzers with libFuzzer (clang)" OFF)
+option(MAVR_COVERAGE "Count each branch that runs (clang)" OFF)
 option(MAVR_WERROR "Treat warnings as errors" ON)
 set(MAVR_SANITIZE "" CACHE STRING "Value of -fsanitize=, e.g. address,undefined or thread")
 
@@ -80,6 +81,14 @@ if(MAVR_SANITIZE)
   target_link_options(mavr_build INTERFACE -fsanitize=${MAVR_SANITIZE})
   target_compile_definitions(mavr_build INTERFACE MAVR_SANITIZED=1)
 endif()
+if(MAVR_COVERAGE)
+  # The counters lie in mapped files, one for each program, and are exact under threads: a process that is killed, aborts
+  # or starts with an empty environment has counted all the same.
+  target_compile_options(mavr_build INTERFACE
+    "-fprofile-instr-generate=${PROJECT_BINARY_DIR}/counts/%m%c.profraw" -fcoverage-mapping -fprofile-update=atomic
+    "SHELL:-mllvm -runtime-counter-relocation")
+  target_link_options(mavr_build INTERFACE -fprofile-instr-generate)
+endif()
 
 function(mavr_sources)
   target_sources(mavr_core PRIVATE ${ARGN})
@@ -95,6 +104,9 @@ function(mavr_test)
   endif()
   if(NOT arg_TIMEOUT)
     set(arg_TIMEOUT 300) # a hang, not slowness: sanitizers on a busy machine take their time
+  endif()
+  if(MAVR_COVERAGE) # counting each branch of a tight loop takes its time
+    math(EXPR arg_TIMEOUT "${arg_TIMEOUT} * 5")
   endif()
   add_executable(${arg_NAME} ${arg_SOURCES})
   target_link_libraries(${arg_NAME} PRIVATE ${arg_LIBRARIES} mavr_test_kit GTest::gmock GTest::gtest_main)

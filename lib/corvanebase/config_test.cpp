@@ -55,6 +55,23 @@ TEST_F(Config, ReadsQuotedKeysAndDottedPaths) {
    EXPECT_EQ(Config_GetBool(0, "%s", "log.append"), 1);
 }
 
+TEST_F(Config, TruthIsReadAsTextBothWays) {
+   Load("yes = true\nno = false\n");
+   EXPECT_EQ(Text(nullptr, "yes"), "true");
+   EXPECT_EQ(Text(nullptr, "no"), "false");
+}
+
+TEST_F(Config, TroubleStaysOneLineWhateverTheFoldersName) {
+   const std::string folder = mDir / "a\nb\x7F"
+                                     "c";
+   std::filesystem::create_directories(folder + "/corvane");
+   setenv("XDG_CONFIG_HOME", folder.c_str(), 1);
+   kit::WriteFile(folder + "/corvane/config.toml", "broken");
+   Preference_Init();
+   EXPECT_NE(Trouble().find("/a b c/corvane/config.toml:1:"), std::string::npos) << Trouble();
+   EXPECT_EQ(Trouble().find('\n'), std::string::npos);
+}
+
 TEST_F(Config, QuotedKeyComesBeforeTheDottedPath) {
    Load("\"log.keepOld\" = 1\n[log]\nkeepOld = 2\n");
    EXPECT_EQ(Config_GetLong(3, "%s", "log.keepOld"), 1);

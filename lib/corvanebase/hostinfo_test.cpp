@@ -17,12 +17,15 @@ TEST(DistributionName, IsThePrettyNameWithoutQuotes) {
    EXPECT_EQ(DistributionName("ID=x\nPRETTY_NAME=\"Some System 12 (word)\"\nB=c\n"), "Some System 12 (word)");
    EXPECT_EQ(DistributionName("PRETTY_NAME='Some System'"), "Some System");
    EXPECT_EQ(DistributionName("PRETTY_NAME=Plain"), "Plain");
+   EXPECT_EQ(DistributionName("PRETTY_NAME='a \\b'"), "a \\b") << "single quotes protect everything";
    EXPECT_EQ(DistributionName("PRETTY_NAME=\"a \\\"b\\\" \\$c\\\\\""), "a \"b\" $c\\");
 }
 
 TEST(DistributionName, IsEmptyWithoutOneAndHarmlessForDamagedContent) {
    EXPECT_EQ(DistributionName(""), "");
    EXPECT_EQ(DistributionName("NAME=x\n"), "");
+   EXPECT_EQ(DistributionName("NAME=x"), "") << "a last line without an end";
+   EXPECT_EQ(DistributionName("PRETTY_NAME=a\x7F"), "a ");
    EXPECT_EQ(DistributionName("XPRETTY_NAME=x\n"), "");
    EXPECT_EQ(DistributionName("PRETTY_NAME="), "");
    EXPECT_EQ(DistributionName("PRETTY_NAME=\""), "");

@@ -36,6 +36,11 @@ TEST(PlanRotation, RemovesWhatAnEarlierLargerCountHasLeft) {
    EXPECT_EQ(PlanRotation({0, 1, 2, 9}, 3), (Steps{{9, kRemoved}, {1, 2}, {0, 1}}));
 }
 
+TEST(PlanRotation, RemovesEverythingWhenNothingIsKept) {
+   EXPECT_EQ(PlanRotation({0, 1, 4}, 0), (Steps{{4, kRemoved}, {1, kRemoved}, {0, kRemoved}}));
+   EXPECT_EQ(PlanRotation({}, 0), Steps{});
+}
+
 TEST(PlanRotation, FillsGaps) {
    EXPECT_EQ(PlanRotation({1}, 3), Steps{});
    EXPECT_EQ(PlanRotation({2}, 3), (Steps{{2, 1}}));
@@ -140,8 +145,9 @@ TEST_F(FileRotate, FillsGapsAndRemovesHigherNumbers) {
 }
 
 TEST_F(FileRotate, TouchesNoFileOfAnotherName) {
-   const Map others{{"x-00.log", ""}, {"x-01.log", ""}, {"x--1.log", ""},   {"x-1a.log", ""},
-                    {"x-.log", ""},   {"y-0.log", ""},  {"x-1.log.gz", ""}, {"x-99999999999.log", ""}};
+   const Map others{{"x-00.log", ""},        {"x-01.log", ""}, {"x--1.log", ""},   {"x-1a.log", ""},
+                    {"x-.log", ""},          {"y-0.log", ""},  {"x-1.log.gz", ""}, {"x-99999999999.log", ""},
+                    {"x-4294967295.log", ""}};
    for (const auto &[name, content] : others) {
       Put(name, content);
    }
@@ -172,6 +178,12 @@ TEST_F(FileRotate, LeavesEverythingAloneWithoutAFile) {
    Put("x-0.log", "0");
    EXPECT_EQ(Rotate("x.log", 1), 0);
    EXPECT_EQ(Files(), (Map{{"x-0.log", "0"}}));
+}
+
+TEST_F(FileRotate, SaysWhenTheFileCannotBeLookedAt) {
+   Put("file", "");
+   EXPECT_EQ(Rotate("file/x.log", 1), -1);
+   EXPECT_EQ(errno, ENOTDIR);
 }
 
 TEST_F(FileRotate, KeepsNothingWithCountZeroAndRefusesANegativeOne) {

@@ -1,8 +1,10 @@
+#include "lib/log/LogDeferred.h"
 #include "lib/log/LogTestKit.h"
 
 #include <climits>
 #include <cstring>
 #include <pthread.h>
+#include <utility>
 
 using logtest::CaptureOutput;
 using logtest::LogFixture;
@@ -307,6 +309,89 @@ TEST_F(LogEmit, NoticesANewNameAfter64LinesOfABurstAndAtOnceBehindAPause) {
    clock.AdvanceNs(100'000);
    Log_Info("x");
    EXPECT_EQ(capture.lines.back().thread, "third");
+}
+
+TEST_F(LogEmit, AsksForTheNameWhenTheWallClockHasGoneBack) {
+   Attach();
+   pthread_setname_np(pthread_self(), "first");
+   for (int count = 0; count < 100; ++count) {
+      Log_Info("x");
+   }
+   pthread_setname_np(pthread_self(), "second");
+   clock.SetWallUs(1'000'000);
+   Log_Info("x");
+   EXPECT_EQ(capture.lines.back().thread, "second") << "a clock that was set is no burst";
+}
+
+TEST_F(LogEmit, GivesEachOutputWhatItsOwnLevelTakes) {
+   CaptureOutput quiet("quiet");
+   quiet.fileLevel = 3;
+   Attach();
+   ASSERT_TRUE(Log_AddOutput(&quiet));
+   Log_Info("for one");
+   Log_Warning("for both");
+   EXPECT_EQ(capture.lines.size(), 2U);
+   ASSERT_EQ(quiet.lines.size(), 1U);
+   EXPECT_EQ(quiet.lines[0].text, "for both\n");
+}
+
+TEST_F(LogEmit, WritesToStandardErrorAloneWhatNoOutputTakes) {
+   Attach();
+   Log_SetFileLevel(0, 3);
+   Log_SetStderrLevel(0, 5);
+   testing::internal::CaptureStderr();
+   Log_Info("on standard error");
+   EXPECT_EQ(testing::internal::GetCapturedStderr(), "on standard error\n");
+   EXPECT_TRUE(capture.lines.empty());
+}
+
+TEST_F(LogEmit, DoesWithoutStandardError) {
+   Attach();
+   Log_SetStderrLevel(0, 5);
+   FILE *const former = std::exchange(stderr, nullptr);
+   Log_Info("x");
+   stderr = former;
+   EXPECT_TRUE(capture.Saw(5, "x\n"));
+}
+
+TEST_F(LogEmit, HandsAMessageWholeWhereNobodyWantsItInLines) {
+   capture.multiLine = true;
+   Attach();
+   Log_Info("a\nb\n");
+   ASSERT_EQ(capture.lines.size(), 1U);
+   EXPECT_EQ(capture.lines[0].text, "a\nb\n");
+   EXPECT_FALSE(capture.lines[0].continuation);
+}
+
+TEST_F(LogEmit, DispatchesALastLineWithoutItsNewline) {
+   Attach();
+   LogLineHeader header;
+   Log_FillHeader(&gLogState.filter, LogLevel_RowByNumber(5), LogContext::Ordinary, &header);
+   Log_Dispatch(&gLogState, &header, 3, "a\nb behind the end");
+   ASSERT_EQ(capture.lines.size(), 2U);
+   EXPECT_EQ(capture.lines[0].text, "a\n");
+   EXPECT_EQ(capture.lines[1].text, "b");
+}
+
+TEST_F(LogEmit, PutsOffWhatAHandlerLogsCutToTheStackLimit) {
+   LogLineHeader header;
+   Log_FillHeader(&gLogState.filter, LogLevel_RowByNumber(5), LogContext::SignalHandler, &header);
+   std::string text(400, 'a');
+   LogDeferred_Put(header, text.size(), text.data());
+   LogDeferred_MoveTo(gLogState.earlyRing);
+   Attach();
+   EXPECT_EQ(LastText(), std::string(317, 'a') + "\n");
+}
+
+TEST_F(LogEmit, KeepsInAChildWhatAHandlerHadFinishedBeforeTheFork) {
+   LogLineHeader header;
+   Log_FillHeader(&gLogState.filter, LogLevel_RowByNumber(5), LogContext::SignalHandler, &header);
+   char text[] = "finished\n";
+   LogDeferred_Put(header, sizeof text - 1, text);
+   LogDeferred_AbandonUnfinished();
+   LogDeferred_MoveTo(gLogState.earlyRing);
+   Attach();
+   EXPECT_EQ(LastText(), "finished\n");
 }
 
 TEST_F(LogEmit, AsksTheProviderForTheOperation) {

@@ -157,6 +157,17 @@ TEST_F(LogFileFaults, RefusesAFileThatHasChangedSinceItWasOpened) {
    EXPECT_EQ(kit::ReadFile(path), "somebody else's");
 }
 
+TEST_F(LogFileFaults, RefusesAFileOfTheSameNumberOnAnotherDevice) {
+   gLogFileSystem.lstat = [](const char *name, struct stat *out) {
+      const int result = lstat(name, out);
+      ++out->st_dev;
+      return result;
+   };
+   EXPECT_FALSE(Starts());
+   EXPECT_TRUE(Captured().Saw(3, "Log file '%s' has changed.\n", path.c_str())) << Captured().Dump();
+   EXPECT_TRUE(Starts());
+}
+
 TEST_F(LogFileFaults, RefusesALinkThatHasComeSinceTheOpen) {
    FailFrom(1, false);
    gLogFileSystem.lstat = &LinkingLstat;

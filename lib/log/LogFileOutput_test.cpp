@@ -211,6 +211,16 @@ TEST_F(LogFileOutputTest, AnswersForFileOutputsOnly) {
    EXPECT_FALSE(LogFile_GetSettings(&other, &settings));
 }
 
+TEST_F(LogFileOutputTest, AnswersNothingForNoOutput) {
+   int descriptor = -7;
+   LogFileSettings settings{};
+   EXPECT_EQ(LogFile_GetPath(nullptr), nullptr);
+   EXPECT_FALSE(LogFile_GetDescriptor(nullptr, &descriptor));
+   EXPECT_FALSE(LogFile_GetSettings(nullptr, &settings));
+   EXPECT_FALSE(LogFile_PurgeDead(nullptr, nullptr, nullptr));
+   EXPECT_EQ(descriptor, -7);
+}
+
 TEST_F(LogFileOutputTest, WritesTheBareTextWithAllFieldsOff) {
    StartFile(path, {"log.useTimeStamps=no", "log.useThreadName=no", "log.useLevelDesignator=no"});
    Log_Info("bare");

@@ -340,6 +340,82 @@ TEST_F(LogFileStart, TakesTheOffsetOfItsTimeZone) {
    EXPECT_TRUE(Log_ReleaseOutput(output));
 }
 
+TEST_F(LogFileStart, CutsALabelLineThatIsTooLongAtItsEnd) {
+   static const std::string product(10000, 'p');
+   Log_SetProduct(product.c_str(), "1.2.3", "build-7", nullptr);
+   StartFile(path);
+   const std::string content = kit::ReadFile(path);
+   const std::string first = content.substr(0, content.find('\n'));
+   EXPECT_LT(first.size(), 2100U);
+   EXPECT_EQ(first.back(), 'p');
+   EXPECT_EQ(CountOf(content, " The host is "), 1U) << "the next line begins a line";
+}
+
+TEST_F(LogFileStart, TakesADefaultNameWithNeitherKeysNorConfiguration) {
+   LogOutput *const output = Log_CreateFileOutput(nullptr, "file", nullptr, nullptr);
+   ASSERT_NE(output, nullptr);
+   EXPECT_EQ(LogFile_GetPath(output), folder / "Logs/Corvane/zenthar-" + std::to_string(getpid()) + ".log");
+   EXPECT_TRUE(Log_ReleaseOutput(output));
+}
+
+TEST_F(LogFileStart, AsksNoConfigurationForANameWhereThereIsNone) {
+   const LogConfigSource noTexts{};
+   for (const LogConfigSource *const source : {static_cast<const LogConfigSource *>(nullptr), &noTexts}) {
+      Dictionary *const dictionary = Dictionary_Create();
+      Dict_SetString(dictionary, "where.the.name.is", "log.config");
+      Dict_SetString(dictionary, path.c_str(), "log.fileName");
+      LogOutput *const output = Log_CreateFileOutput(nullptr, "file", dictionary, source);
+      Dictionary_Free(dictionary);
+      ASSERT_NE(output, nullptr);
+      EXPECT_EQ(LogFile_GetPath(output), path);
+      EXPECT_TRUE(Log_ReleaseOutput(output));
+   }
+}
+
+TEST_F(LogFileStart, BeginsAtNothingInAFileThatIsAppendedToAndEmpty) {
+   kit::WriteFile(path, "");
+   LogOutput *const output = StartFile(path, {"log.append=true"});
+   ASSERT_NE(output, nullptr);
+   EXPECT_EQ(AsFile(output)->fileSize, 0U);
+   EXPECT_EQ(kit::ReadFile(path), "") << "what is appended to has no new label";
+}
+
+TEST_F(LogFileStart, HasNoPathForAFileNamedAsTheHomeOfAUserWithoutOne) {
+   if (geteuid() != 0) {
+      GTEST_SKIP() << "only the superuser can become a user whom nobody knows";
+   }
+   ASSERT_EQ(chmod(folder.Path().c_str(), 0777), 0);
+   EXPECT_EXIT(
+      {
+         unsetenv("HOME");
+         const bool unknown = setuid(54321) == 0;
+         _exit(unknown && CreateFile(folder / "~") == nullptr && CreateFile(folder / "name") != nullptr ? 0 : 1);
+      },
+      testing::ExitedWithCode(0), "");
+}
+
+TEST_F(LogFileStart, RemovesAFileWhoseLabelWasCutByAFullDisk) {
+   {
+      const SizeLimit full(10);
+      EXPECT_EQ(StartFile(path), nullptr);
+   }
+   EXPECT_FALSE(Exists(path));
+}
+
+TEST_F(LogFileStart, LeavesAnOlderLogThatCouldNotBeMovedAsideWhenTheLabelFails) {
+   const std::string older(2000, 'o');
+   kit::WriteFile(path, older);
+   for (const char *const name : {"my-0.log", "my-1.log", "my-2.log"}) {
+      ASSERT_EQ(mkdir((folder / name).c_str(), 0700), 0);
+      kit::WriteFile(folder / name + "/in", "the way");
+   }
+   {
+      const SizeLimit full(2000);
+      EXPECT_EQ(StartFile(path), nullptr);
+   }
+   EXPECT_EQ(kit::ReadFile(path), older);
+}
+
 TEST_F(LogFileStart, PrintsNoCreationTimeWhereEachLineHasOne) {
    StartFile(path);
    EXPECT_EQ(CountOf(kit::ReadFile(path), "Log creation time"), 0U);
@@ -467,4 +543,57 @@ TEST_F(LogPurgeTest, AsksTheMatcherOfItsCaller) {
    EXPECT_FALSE(Exists(mine));
    EXPECT_TRUE(Exists(newer));
    Log_ReleaseOutput(output);
+}
+
+TEST_F(LogPurgeTest, FindsNothingInAnEmptyFolderAndInNone) {
+   LogOutput *const output = CreateFile("", {"log.keepOld=1"});
+   EXPECT_FALSE(LogFile_PurgeDead(output, nullptr, nullptr));
+   ASSERT_EQ(rmdir(area.c_str()), 0);
+   EXPECT_FALSE(LogFile_PurgeDead(output, nullptr, nullptr));
+   Log_ReleaseOutput(output);
+}
+
+TEST_F(LogPurgeTest, KeepsAFileWhoseAgeIsNotKnown) {
+   const std::string ageless = Leave("zenthar-99999990.log", 0);
+   const timespec unknown{-1, 999'999'999}; // the one time that stands for none
+   const timespec times[] = {unknown, unknown};
+   ASSERT_EQ(utimensat(AT_FDCWD, ageless.c_str(), times, 0), 0);
+   Leave("zenthar-99999991.log", 50);
+   Leave("zenthar-99999992.log", 40);
+   EXPECT_TRUE(Purge({"log.keepOld=1"}));
+   EXPECT_TRUE(Exists(ageless));
+   EXPECT_FALSE(Exists(area + "/zenthar-99999991.log"));
+}
+
+// Another process purges too: what it takes away between a look and the next one is no fault.
+TEST_F(LogPurgeTest, PutsUpWithFilesThatGoMeanwhile) {
+   for (const bool atOnce : {true, false}) {
+      Leave("zenthar-99999990.log", 50);
+      Leave("zenthar-99999991.log", 40);
+      Leave("zenthar-99999992.log", 30);
+      struct Thief {
+         std::string folder;
+         std::vector<std::string> seen;
+         bool atOnce;
+      } thief{area, {}, atOnce};
+      const LogFileMatcher stealing = [](const char *name, void *argument, uint32_t *outPid) {
+         auto *const self = static_cast<Thief *>(argument);
+         self->seen.push_back(self->folder + "/" + name);
+         if (self->atOnce) {
+            unlink(self->seen.back().c_str()); // before it is looked at
+         } else if (self->seen.size() == 3) {  // when they have been, before they are removed
+            unlink((self->folder + "/zenthar-99999990.log").c_str());
+            unlink((self->folder + "/zenthar-99999991.log").c_str());
+         }
+         *outPid = 99999990;
+         return true;
+      };
+      LogOutput *const output = CreateFile("", {"log.keepOld=1"});
+      EXPECT_FALSE(LogFile_PurgeDead(output, stealing, &thief));
+      Log_ReleaseOutput(output);
+      EXPECT_EQ(thief.seen.size(), 3U);
+      for (const std::string &name : thief.seen) {
+         unlink(name.c_str());
+      }
+   }
 }

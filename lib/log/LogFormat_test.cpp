@@ -73,6 +73,11 @@ CORVANE_PRINTF(2, 3) void ExpectTwice(const char *expected, const char *format, 
    va_end(args);
 }
 
+TEST(LogFormat, IntoNoRoomAtAllNothingIsWrittenAndNothingFits) {
+   EXPECT_EQ(Format(&Log_FormatText, 0, "%s", "a text"), (Formatted{-1, ""}));
+   EXPECT_EQ(Format(&Log_FormatText, 0, "%s", ""), (Formatted{-1, ""}));
+}
+
 TEST(LogFormat, TheArgumentsCanBeReadAgain) {
    ExpectTwice("a 1 b", "%s %d %s", "a", 1, "b");
    ExpectTwice("a 1 b", "%s %ld %s", "a", 1L, "b");

@@ -83,6 +83,9 @@ TEST(LogLinePrefix, StopsAtEveryLimit) {
    for (size_t limit = 1; limit <= whole.size() + 1; ++limit) {
       EXPECT_EQ(Prefix({}, Header(5), limit), whole.substr(0, limit - 1));
    }
+   char untouched = '#';
+   EXPECT_EQ(Log_FormatLinePrefix({}, Header(5), 0, &untouched), 0U);
+   EXPECT_EQ(untouched, '#') << "not even a terminator fits";
 }
 
 TEST(LogLinePrefix, IsCutBetweenCharacters) {

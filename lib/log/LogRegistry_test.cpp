@@ -38,6 +38,24 @@ TEST_F(LogRegistryTest, RefusesASecondOutputOfTheSameKindAndName) {
    file.tag = kLogOutputKind3; // so that nothing takes it for a real file output
 }
 
+TEST_F(LogRegistryTest, TakesAnOutputOnce) {
+   CaptureOutput output("once");
+   EXPECT_TRUE(Log_AddOutput(&output));
+   EXPECT_FALSE(Log_AddOutput(&output));
+   Log_Info("x");
+   EXPECT_EQ(output.lines.size(), 1U);
+}
+
+TEST_F(LogRegistryTest, RefusesAnythingBesideAnOutputThatHasLostItsKind) {
+   CaptureOutput output("first");
+   CaptureOutput second("second");
+   ASSERT_TRUE(Log_AddOutput(&output));
+   output.tag = 0; // as in one that was destroyed
+   EXPECT_FALSE(Log_AddOutput(&second));
+   output.tag = kLogOutputKind3;
+   EXPECT_TRUE(Log_AddOutput(&second));
+}
+
 TEST_F(LogRegistryTest, RefusesWhatItDoesNotKnow) {
    CaptureOutput strange("strange", 0x11111);
    EXPECT_FALSE(Log_AddOutput(&strange));
@@ -159,6 +177,25 @@ TEST_F(LogRegistryTest, MergesTheOldFileIntoTheNewOne) {
    EXPECT_EQ(AsFile(replacement)->throttle.totalBytes > 0, true);
 }
 
+TEST_F(LogRegistryTest, MergesAFileOfSeveralBlocksWholeFromWhateverDevice) {
+   for (const char *const place : {"", "/dev/shm"}) { // another file system, where there is one
+      const std::string old =
+         (*place != '\0' ? std::string(place) : folder.Path()) + "/mavr-merged-" + std::to_string(getpid()) + ".log";
+      std::string content;
+      for (int line = 0; content.size() <= 40000; ++line) {
+         content += "line " + std::to_string(line) + "\n";
+      }
+      kit::WriteFile(old, content);
+      LogOutput *const output = StartFile(folder / "new.log");
+      LogFile_Merge(old.c_str(), output);
+      EXPECT_EQ(kit::ReadFile(folder / "new.log"), content);
+      EXPECT_EQ(AsFile(output)->fileSize, content.size());
+      EXPECT_FALSE(logtest::Exists(old));
+      unlink(old.c_str());
+      EXPECT_TRUE(Log_ReplaceOutput(output, nullptr, false));
+   }
+}
+
 TEST_F(LogRegistryTest, MergesBehindWhatIsThereWithAppend) {
    kit::WriteFile(folder / "new.log", "older content\n");
    LogOutput *const old = StartFile(folder / "old.log");
@@ -190,6 +227,16 @@ TEST_F(LogRegistryTest, SaysWhatCannotBeMerged) {
    ASSERT_EQ(File_CreateDirectoryHierarchy(directory.c_str(), 0), 1);
    LogFile_Merge(directory.c_str(), output);
    EXPECT_TRUE(capture.Saw(3, "Read failed on '%s': %s\n", directory.c_str(), "Input/output error")) << capture.Dump();
+}
+
+TEST_F(LogRegistryTest, KeepsAFileThatCannotBeMergedIntoAClosedOne) {
+   LogOutput *const output = StartFile(folder / "new.log");
+   ASSERT_TRUE(Log_AddOutput(&capture));
+   kit::WriteFile(folder / "old.log", "old");
+   FileIO_Close(&AsFile(output)->file);
+   LogFile_Merge((folder / "old.log").c_str(), output);
+   EXPECT_TRUE(capture.Saw(3, "Write failed on '%s': %s\n", (folder / "new.log").c_str(), "Input/output error"))
+      << capture.Dump();
 }
 
 TEST_F(LogRegistryTest, StopsAndStartsAgain) {

@@ -8,6 +8,7 @@
 #include "tests/kit/LogCapture.h"
 
 #include <gtest/gtest.h>
+#include <libyuv/planar_functions.h>
 
 #include <cstring>
 #include <limits>
@@ -115,6 +116,32 @@ TEST(FrameConversion, EqualsTheTwoStepsAtExactlyHalfTheSize) {
                << "bars: " << width << "x" << height << " " << mode;
          }
       }
+   }
+}
+
+// Their chroma is not at exactly half the size, so that no row of it may be left out.
+TEST(FrameConversion, EqualsTheTwoStepsForPicturesOfOddSizeAtHalfTheFramesSize) {
+   for (const auto &[width, height] : {Size{33, 20}, {32, 21}, {33, 21}, {5, 3}}) {
+      const NoisyFrame noisy(2 * width, 2 * height);
+      const BiPlanarFrame &frame = noisy.frame;
+      std::vector<uint8_t> u(size_t{width} * height);
+      std::vector<uint8_t> v(u.size());
+      const auto stride = static_cast<int>(width);
+      libyuv::SplitUVPlane(frame.mChroma, static_cast<int>(frame.mChromaStride), u.data(), stride, v.data(), stride,
+                           stride, static_cast<int>(height));
+      std::vector<uint8_t> expected(PictureSize(width, height), kOld);
+      ScaleCopyParams params{};
+      params.mScaleMode = kScaleFill;
+      params.mSrcY = frame.mLuma;
+      params.mSrcU = u.data();
+      params.mSrcV = v.data();
+      params.mSrcStride = params.mSrcWidth = 2 * stride;
+      params.mSrcHeight = 2 * static_cast<int>(height);
+      params.mDstBase = expected.data();
+      params.mDstStride = params.mDstWidth = stride;
+      params.mDstHeight = static_cast<int>(height);
+      ASSERT_TRUE(ScaleI420Frame(params, stride));
+      EXPECT_EQ(Converted(frame, width, height, kScaleFill), expected) << width << "x" << height;
    }
 }
 

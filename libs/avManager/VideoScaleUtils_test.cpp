@@ -272,6 +272,8 @@ TEST(VideoScaleUtils, RefusesChromaRowsOfTheirOwnThatAreTooShortAndAContiguousIm
    p.mSrcY = p.mSrcU = p.mSrcV = images.source.Data();
    EXPECT_FALSE(ScaleI420Frame(p, 7));
    EXPECT_TRUE(ScaleI420Frame(p, 8));
+   p.mScaleMode = kScaleCenter + 1;
+   EXPECT_FALSE(ScaleI420Frame(p, 8)) << "rows that are long enough make no mode";
 }
 
 // Required: by itself it paints all; only ScaleI420Frame may spare what the picture will cover.
@@ -347,6 +349,9 @@ TEST(VideoScaleUtils, LeavesBlackForASourceThatTheScalerRefuses) {
       EXPECT_EQ(images.Result(), described);
       EXPECT_EQ(images.Result()[0], 0);
    }
+   Images tall(Sizes(kScaleFill, 3, 32769, 3, 32769)); // of odd sizes, whose planes are scaled one by one
+   ASSERT_TRUE(ScaleI420Frame(tall.params));
+   EXPECT_EQ(tall.Result()[0], kOld) << "covered by the picture, so that nothing is painted";
 }
 
 TEST(VideoScaleUtils, NeverReadsOrWritesOutsideItsImagesAtAnySize) {

@@ -292,6 +292,12 @@ TEST_F(DataBufQueueTest, WriteAndGetDataGivesTheAddressOfTheCopy) {
    EXPECT_EQ(mQueue.GetUsedCount(), 2);
 }
 
+TEST_F(DataBufQueueTest, WriteAndGetDataOfNoDataQueuesNothing) {
+   ASSERT_TRUE(mQueue.InitSlots(2, 1, false));
+   EXPECT_EQ(mQueue.WriteAndGetData(nullptr, 2), nullptr);
+   EXPECT_TRUE(mQueue.IsEmpty());
+}
+
 TEST_F(DataBufQueueTest, RequiredReleaseByDataEmptiesASlotButNeverSlotZero) {
    ASSERT_TRUE(mQueue.Init(3, 4, 1, false));
    const uint8_t *const first = mQueue.WriteAndGetData("a", 1);

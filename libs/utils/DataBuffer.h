@@ -100,7 +100,7 @@ private:
    /// Memory of its own for capacity + reserve bytes, with the old content.
    bool Reallocate(int64_t capacity, int64_t reserve, Fresh fresh);
    void FreeOwned();
-   bool Put(int64_t offset, const void *data, int32_t size);
+   bool Put(int64_t offset, const void *data, int32_t size); ///< an offset is never negative
 
    uint8_t *mData = nullptr;
    int32_t mCapacity = 0;
@@ -127,7 +127,7 @@ inline void DataBuffer::Reset() {
 
 // The one place that copies in. The bytes may lie in this buffer.
 inline bool DataBuffer::Put(int64_t offset, const void *data, int32_t size) {
-   if (size < 0 || offset < 0 || offset + size > mCapacity) {
+   if (size < 0 || offset + size > mCapacity) {
       return false;
    }
    if (size == 0) {

@@ -193,8 +193,39 @@ TEST(DataBuffer, SetOfTwoPiecesIsAllOrNothing) {
    EXPECT_FALSE(buffer.Set("1", 1, "2", -1));
    EXPECT_FALSE(buffer.Set("1", INT_MAX, "2", INT_MAX));
    EXPECT_EQ(Text(buffer), "abcde");
+   EXPECT_FALSE(buffer.Set("1", -1, "2", 1));
+   EXPECT_FALSE(buffer.Set(nullptr, 1, "2", 1));
+   EXPECT_EQ(Text(buffer), "abcde");
    EXPECT_TRUE(buffer.Set("x", 1, nullptr, 0));
    EXPECT_EQ(Text(buffer), "x");
+}
+
+TEST(DataBuffer, ACapacityWithoutMemoryTakesNothing) {
+   uint8_t mine[] = {'x', 'y'};
+   DataBuffer buffer;
+   ASSERT_TRUE(buffer.Attach(mine, 2));
+   buffer.Reset(); // forgets the caller's memory, not its size
+   ASSERT_EQ(buffer.GetCapacity(), 2);
+   EXPECT_FALSE(buffer.Set("a", 1));
+   EXPECT_FALSE(buffer.Set(nullptr, 0, "a", 1));
+   EXPECT_FALSE(buffer.Set("a", 1, "b", 1));
+   EXPECT_FALSE(Add(buffer, "a", false));
+   EXPECT_TRUE(buffer.Append("a", 0, true)) << "nothing needs no memory";
+   EXPECT_EQ(buffer.GetData(), nullptr);
+   EXPECT_TRUE(Add(buffer, "a", true));
+   EXPECT_EQ(Text(buffer), "a");
+}
+
+TEST(DataBuffer, AppendOfAnotherBufferRefusesWhatDoesNotFit) {
+   DataBuffer buffer;
+   DataBuffer other;
+   ASSERT_TRUE(buffer.Create(4, 0));
+   ASSERT_TRUE(Add(buffer, "abc", false));
+   ASSERT_TRUE(Add(other, "de", true));
+   EXPECT_FALSE(buffer.Append(other, false));
+   EXPECT_EQ(Text(buffer), "abc");
+   EXPECT_TRUE(buffer.Append(other, true));
+   EXPECT_EQ(Text(buffer), "abcde");
 }
 
 TEST(DataBuffer, AppendGrowsToTheExactSizeOrRefuses) {

@@ -213,6 +213,43 @@ TEST_F(PipewirePictureTest, AMissingStrideIsGuessedFromTheSize) {
    }
 }
 
+TEST_F(PipewirePictureTest, PlanarWithoutAStrideIsGuessedFromTheSizeToo) {
+   const VideoDimensions size{10, 4};
+   for (const int stride : {10, 12}) {
+      const int chromaStride = stride == 10 ? 5 : 8; // rows of each plane are rounded up by themselves
+      std::vector<uint8_t> bytes;
+      AppendPlane(&bytes, size.width, size.height, stride, LumaAt);
+      AppendPlane(&bytes, 5, 2, chromaStride, CbAt);
+      AppendPlane(&bytes, 5, 2, chromaStride, CrAt);
+      ASSERT_TRUE(Convert(PipewirePixels::I420, size, bytes, 0));
+      ExpectPicture(size, "guessed " + std::to_string(stride));
+   }
+}
+
+TEST_F(PipewirePictureTest, ChromaApartWithoutAStrideHasThatOfTheLuma) {
+   const VideoDimensions size{9, 5};
+   std::vector<uint8_t> luma;
+   std::vector<uint8_t> chroma;
+   AppendPlane(&luma, size.width, size.height, 16, LumaAt);
+   AppendPairs(&chroma, size, 16, false);
+   ASSERT_TRUE(Convert(PipewirePixels::NV12, size, luma, 16, {chroma, 0}));
+   ExpectPicture(size, "luma's stride");
+}
+
+TEST_F(PipewirePictureTest, ASizeWithoutPixelsIsRefused) {
+   EXPECT_TRUE(frame.Allocate({8, 4}));
+   const std::vector<uint8_t> bytes(1000);
+   for (const VideoDimensions size : {VideoDimensions{0, 4}, {8, 0}, {-8, 4}, {8, -4}}) {
+      for (const PipewirePixels pixels : kPipewirePixels) {
+         PipewirePicture picture;
+         picture.pixels = pixels;
+         picture.size = size;
+         picture.first = {bytes, 0};
+         EXPECT_FALSE(ToBiPlanar(picture, &frame, &scratch));
+      }
+   }
+}
+
 TEST_F(PipewirePictureTest, OneByteTooFewIsRefusedInEveryFormat) {
    const VideoDimensions size{9, 5};
    struct Case {

@@ -46,6 +46,8 @@ TEST(PlistDocument, WhatIsDamagedIsSaidInWords) {
    EXPECT_EQ(Why("<plist><dict></dict></plist><!-- open"), "it is no XML property list, or its end is missing");
    EXPECT_EQ(Why("<plist><dict><key>a</key></dict</plist>"), "it is no well-formed XML property list");
    EXPECT_EQ(Why("<plist><array/></plist>"), "its root is no dictionary");
+   EXPECT_EQ(Why("<><plist><dict></dict></plist><!-- end --><"), "it is no XML property list, or its end is missing");
+   EXPECT_EQ(Why("<"), "it is no XML property list, or its end is missing");
 }
 
 TEST(PlistDocument, DepthThatWouldTakeTheStackIsRefused) {
@@ -72,6 +74,15 @@ TEST(PlistDocument, OnlyElementsCountAsDepth) {
    const Status status = PlistDocument::Parse(text + "</array></dict></plist>\n<!-- end -->\n", &document);
    EXPECT_TRUE(status.ok()) << status.reason;
    EXPECT_EQ(ValuesOf(document).size(), 1u);
+}
+
+TEST(PlistDocument, TextThatNoXmlCanHoldIsRefused) {
+   PlistDocument document;
+   for (const char *const text : {"\xC3(", "\xE2\x82(", "\xF0\x9F(\xA5", "\xEF\xBF\xBE", "\xEF\xBF\xBF"}) {
+      EXPECT_FALSE(document.Set("key", PreferenceText(text)).ok()) << text;
+   }
+   EXPECT_TRUE(ValuesOf(document).empty());
+   EXPECT_TRUE(document.Set("key", PreferenceText("\xEF\xBF\xBD")).ok()) << "their neighbour is a character";
 }
 
 TEST(PlistDocument, EntitiesAndCharacterDataAreText) {

@@ -161,19 +161,34 @@ TEST_F(PosixPreferencesTest, EveryFaultOfAReadIsSurvivedAndOverWhenItIsOver) {
    EXPECT_THAT(Names(), ElementsAre("d.plist"));
 }
 
-TEST_F(PosixPreferencesTest, ValuesStayInForceWhileTheFileCannotBeOpenedForLackOfDescriptors) {
-   FaultyFileLayer layer;
-   WriteRaw(Plist("<key>key</key><integer>7</integer>"));
-   const auto preferences = MakePosixPreferences(mFile, layer);
-   EXPECT_EQ(preferences->copyAppValue("key"), PreferenceValue(int64_t{7}));
-   WriteRaw(Plist("<key>key</key><integer>8</integer>"));
-   layer.FailAt(1, EMFILE, FaultyFileLayer::Length::FromThenOn);
-   EXPECT_EQ(preferences->copyAppValue("key"), PreferenceValue(int64_t{7}));
-   EXPECT_EQ(preferences->copyAppValue("key"), PreferenceValue(int64_t{7}));
-   EXPECT_EQ(preferences->takeTrouble().code, EMFILE);
-   EXPECT_TRUE(preferences->takeTrouble().ok()) << "told once";
-   layer.Reset();
-   EXPECT_EQ(preferences->copyAppValue("key"), PreferenceValue(int64_t{8}));
+TEST_F(PosixPreferencesTest, ValuesStayInForceWhileTheFileCannotBeOpenedForAReasonThatPasses) {
+   for (const int error : {EMFILE, ENFILE, ENOMEM, EIO, EINTR, EAGAIN}) {
+      FaultyFileLayer layer;
+      WriteRaw(Plist("<key>key</key><integer>7</integer>"));
+      const auto preferences = MakePosixPreferences(mFile, layer);
+      EXPECT_EQ(preferences->copyAppValue("key"), PreferenceValue(int64_t{7}));
+      WriteRaw(Plist("<key>key</key><integer>8</integer>"));
+      layer.FailAt(1, error, FaultyFileLayer::Length::FromThenOn);
+      EXPECT_EQ(preferences->copyAppValue("key"), PreferenceValue(int64_t{7})) << error;
+      EXPECT_EQ(preferences->copyAppValue("key"), PreferenceValue(int64_t{7})) << error;
+      EXPECT_EQ(preferences->takeTrouble().code, error);
+      EXPECT_TRUE(preferences->takeTrouble().ok()) << "told once";
+      layer.Reset();
+      EXPECT_EQ(preferences->copyAppValue("key"), PreferenceValue(int64_t{8})) << error;
+   }
+}
+
+TEST_F(PosixPreferencesTest, AFileIsFoundByARelativeNameAndThroughALinkToAnotherFolder) {
+   MakeFolder();
+   const std::string elsewhere = mHome / "elsewhere.plist";
+   ASSERT_EQ(symlink(elsewhere.c_str(), mFile.c_str()), 0);
+   ASSERT_TRUE(Open()->setAppValue("key", int64_t{1}).ok());
+   EXPECT_EQ(MakePosixPreferences(elsewhere)->copyAppValue("key"), PreferenceValue(int64_t{1}));
+   ASSERT_EQ(chdir(mHome.Path().c_str()), 0);
+   ASSERT_EQ(symlink("elsewhere.plist", "relative.plist"), 0);
+   const auto relative = MakePosixPreferences("relative.plist");
+   ASSERT_TRUE(relative->setAppValue("key", int64_t{2}).ok());
+   EXPECT_EQ(Open()->copyAppValue("key"), PreferenceValue(int64_t{2}));
 }
 
 TEST_F(PosixPreferencesTest, ADamagedFileThatCannotBeMovedStaysAndIsToldOnce) {

@@ -30,6 +30,11 @@ TEST(FormatChoice, TakesTheAskedSizeElseTheNearestElseTheFirst) {
 TEST(FormatChoice, FormatsWithoutPixelsAreNone) {
    EXPECT_EQ(ChooseFormat({}, std::nullopt).has_value(), false);
    EXPECT_EQ(ChooseFormat(std::span(kFormats).first(1), VideoDimensions{0, 480}).has_value(), false);
+   for (const VideoDimensions empty : {VideoDimensions{640, 0}, VideoDimensions{0, 480}}) {
+      auto format = kFormats[0];
+      format.dimensions = empty;
+      EXPECT_EQ(ChooseFormat(std::span(&format, 1), std::nullopt).has_value(), false);
+   }
 }
 
 TEST(FormatChoice, TheRateIsTheFormatsHighestElseTheFloorThatWasSetElseThirty) {

@@ -187,6 +187,38 @@ TEST_F(SimulatedDevicesFromFile, EachStatusOfTheFileIsReturnedByItsCall) {
    EXPECT_EQ(text, "n");
 }
 
+TEST_F(SimulatedDevicesFromFile, APropertyOfAnotherScopeOrElementIsUnknown) {
+   Write(R"({"microphones":[{"name":"m","uniqueId":"2"}]})");
+   std::unique_ptr<AudioHardware> hardware;
+   ASSERT_TRUE(MakeSimulatedDevices(mFile)->audioHardware(&hardware).ok());
+   const AudioObjectPropertyAddress list{kAudioHardwarePropertyDevices, kAudioObjectPropertyScopeGlobal, 0};
+   uint32_t size = 4;
+   uint32_t id = 0;
+   ASSERT_EQ(hardware->getPropertyData(kAudioObjectSystemObject, list, &size, &id), 0);
+   const std::pair<uint32_t, AudioObjectPropertyAddress> asked[] = {
+      {kAudioObjectSystemObject, list},
+      {id, {kAudioDevicePropertyStreams, kAudioObjectPropertyScopeInput, 0}},
+      {id, {kAudioObjectPropertyName, kAudioObjectPropertyScopeInput, 0}}};
+   for (const auto &[object, known] : asked) {
+      AudioObjectPropertyAddress scope = known;
+      scope.scope = known.scope == kAudioObjectPropertyScopeInput ? kAudioObjectPropertyScopeGlobal
+                                                                  : kAudioObjectPropertyScopeInput;
+      AudioObjectPropertyAddress element = known;
+      element.element = 1;
+      for (const AudioObjectPropertyAddress &address : {scope, element}) {
+         std::string text = "before";
+         bool hasString = true;
+         uint32_t untouched = 77;
+         EXPECT_EQ(hardware->getPropertyDataSize(object, address, &untouched), kAudioHardwareUnknownPropertyError);
+         EXPECT_EQ(hardware->copyPropertyString(object, address, &text, &hasString),
+                   kAudioHardwareUnknownPropertyError);
+         EXPECT_EQ(untouched, 77U);
+         EXPECT_EQ(text, "before");
+         EXPECT_FALSE(hasString);
+      }
+   }
+}
+
 TEST(PlatformSimulated, WithoutAFileItHasTheBuiltInSet) {
    setenv("MAVR_OSAL", "simulated", 1);
    setenv("MAVR_SIMULATION", "", 1);

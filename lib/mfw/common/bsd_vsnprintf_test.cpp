@@ -50,7 +50,19 @@ void ExpectAsThePlatform(const char *format, Values... values) {
       << format;
 }
 
+TEST(BsdVsnprintf, LeavesToThePlatformWhatIsNoConversion) {
+   for (const char *const format : {"a %", "a %5", "a %-", "a %.", "a %l", "a %{b", "a %~"}) {
+      std::array<char, 64> expected{};
+      std::array<char, 64> got{};
+      static constexpr int (*kPrint)(char *, size_t, const char *, ...) = &std::snprintf;
+      const int length = kPrint(expected.data(), expected.size(), format, 7);
+      EXPECT_EQ(Print(got.data(), got.size(), format, 7), length) << format;
+      EXPECT_EQ(got, expected) << format;
+   }
+}
+
 TEST(BsdVsnprintf, FormatsAsThePlatformOtherwise) {
+   ExpectAsThePlatform("[%Ld %Lu %Id]", 1234567890123LL, 5ULL, 17);
    ExpectAsThePlatform("plain");
    ExpectAsThePlatform("100%% of %s", "it");
    ExpectAsThePlatform("[%d %i %5d %-5d %05d %+d % d %.3d %.d]", 1, -2, 3, 4, 5, 6, 7, 8, 9);

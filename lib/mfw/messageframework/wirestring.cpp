@@ -6,6 +6,7 @@
 #include "lib/mfw/messageframework/utfruns.h"
 
 #include <array>
+#include <cassert>
 #include <utility>
 
 namespace CORE {
@@ -55,29 +56,24 @@ struct Utf8Place {
 
 enum class Reencoded { Whole, NoRoom, Broken };
 
-// NoRoom: fewer than 4 bytes are left of the target, and something of the source.
+// NoRoom: fewer than 4 bytes are left of the target, and something of the source. Broken: the decoder has said why.
 [[nodiscard]] Reencoded ReencodeToUtf8(Utf8Place &at) {
-   for (;;) {
-      const size_t room = static_cast<size_t>(at.targetEnd - at.target);
-      const RunProgress run = RunUtf16ToUtf8(at.source, static_cast<size_t>(at.sourceEnd - at.source), at.target, room);
-      at.source += run.mRead;
-      at.target += run.mWritten;
-      if (at.source == at.sourceEnd) {
-         return Reencoded::Whole;
-      }
-      if (room - run.mWritten < kMostBytes) {
-         return Reencoded::NoRoom;
-      }
-      uint32_t codePoint = 0;
-      size_t used = 0;
-      size_t written = 0;
-      if (!DecodeUtf16(at.source, at.sourceEnd, codePoint, used) ||
-          !EncodeUtf8(codePoint, at.target, at.targetEnd, written)) {
-         return Reencoded::Broken;
-      }
-      at.source += used * kUnitSize;
-      at.target += written;
+   const size_t room = static_cast<size_t>(at.targetEnd - at.target);
+   const RunProgress run = RunUtf16ToUtf8(at.source, static_cast<size_t>(at.sourceEnd - at.source), at.target, room);
+   at.source += run.mRead;
+   at.target += run.mWritten;
+   if (at.source == at.sourceEnd) {
+      return Reencoded::Whole;
    }
+   if (room - run.mWritten < kMostBytes) {
+      return Reencoded::NoRoom;
+   }
+   // With room for any code point, a run ends only in front of what is none.
+   uint32_t codePoint = 0;
+   size_t used = 0;
+   [[maybe_unused]] const bool decodes = DecodeUtf16(at.source, at.sourceEnd, codePoint, used);
+   assert(!decodes);
+   return Reencoded::Broken;
 }
 
 [[nodiscard]] bool WriteUtf16(const char *text, size_t length, bytecursor &cursor, uint32_t &inoutChars) {
@@ -118,16 +114,12 @@ enum class Reencoded { Whole, NoRoom, Broken };
 // nobody wipes the stack.
 [[nodiscard]] bool AssignShort(corestring &outString, const uint8_t *source, size_t size) {
    std::array<uint8_t, kShortUnits * kMostBytesOfUnit + kMostBytes> buffer;
-   const RunProgress run = RunUtf16ToUtf8(source, size, buffer.data(), buffer.size());
-   size_t bytes = run.mWritten;
-   if (run.mRead != size) {
-      Utf8Place at{source + run.mRead, source + size, buffer.data() + bytes, buffer.data() + buffer.size()};
-      if (ReencodeToUtf8(at) != Reencoded::Whole) {
-         return false;
-      }
-      bytes = static_cast<size_t>(at.target - buffer.data());
+   Utf8Place at{source, source + size, buffer.data(), buffer.data() + buffer.size()};
+   if (ReencodeToUtf8(at) != Reencoded::Whole) {
+      return false;
    }
-   outString.Assign(reinterpret_cast<const char *>(buffer.data()), static_cast<ptrdiff_t>(bytes));
+   const ptrdiff_t bytes = at.target - buffer.data();
+   outString.Assign(reinterpret_cast<const char *>(buffer.data()), bytes);
    return true;
 }
 
