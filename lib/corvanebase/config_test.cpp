@@ -59,6 +59,8 @@ TEST_F(Config, TruthIsReadAsTextBothWays) {
    Load("yes = true\nno = false\n");
    EXPECT_EQ(Text(nullptr, "yes"), "true");
    EXPECT_EQ(Text(nullptr, "no"), "false");
+   EXPECT_EQ(Config_GetBool(0, "%s", "yes"), 1);
+   EXPECT_EQ(Config_GetBool(1, "%s", "no"), 0);
 }
 
 TEST_F(Config, TroubleStaysOneLineWhateverTheFoldersName) {

@@ -32,6 +32,10 @@ TEST(PanicDeathTest, DoesWithoutASink) {
    EXPECT_EXIT(Panic("bad\n"), kAborted, "^bad\n$");
 }
 
+TEST(PanicDeathTest, WithoutATextStillEndsALine) {
+   EXPECT_EXIT(Panic("%s", ""), kAborted, "^\n$");
+}
+
 void PanicAgain(const char * /*text*/) {
    Panic("second\n");
 }

@@ -567,29 +567,32 @@ TEST_F(LogPurgeTest, KeepsAFileWhoseAgeIsNotKnown) {
 
 // Another process purges too: what it takes away between a look and the next one is no fault.
 TEST_F(LogPurgeTest, PutsUpWithFilesThatGoMeanwhile) {
-   for (const bool atOnce : {true, false}) {
+   enum class Takes { EachAtOnce, OldestTwo, SecondOldest };
+   for (const Takes takes : {Takes::EachAtOnce, Takes::OldestTwo, Takes::SecondOldest}) {
       Leave("zenthar-99999990.log", 50);
       Leave("zenthar-99999991.log", 40);
       Leave("zenthar-99999992.log", 30);
       struct Thief {
          std::string folder;
          std::vector<std::string> seen;
-         bool atOnce;
-      } thief{area, {}, atOnce};
+         Takes takes;
+      } thief{area, {}, takes};
       const LogFileMatcher stealing = [](const char *name, void *argument, uint32_t *outPid) {
          auto *const self = static_cast<Thief *>(argument);
          self->seen.push_back(self->folder + "/" + name);
-         if (self->atOnce) {
+         if (self->takes == Takes::EachAtOnce) {
             unlink(self->seen.back().c_str()); // before it is looked at
          } else if (self->seen.size() == 3) {  // when they have been, before they are removed
-            unlink((self->folder + "/zenthar-99999990.log").c_str());
             unlink((self->folder + "/zenthar-99999991.log").c_str());
+            if (self->takes == Takes::OldestTwo) {
+               unlink((self->folder + "/zenthar-99999990.log").c_str());
+            }
          }
          *outPid = 99999990;
          return true;
       };
       LogOutput *const output = CreateFile("", {"log.keepOld=1"});
-      EXPECT_FALSE(LogFile_PurgeDead(output, stealing, &thief));
+      EXPECT_EQ(LogFile_PurgeDead(output, stealing, &thief), takes == Takes::SecondOldest);
       Log_ReleaseOutput(output);
       EXPECT_EQ(thief.seen.size(), 3U);
       for (const std::string &name : thief.seen) {

@@ -93,7 +93,7 @@ private:
    }
 
    bool Agrees(int32_t index) {
-      if (mCandidate != -1 && mCandidate != index) {
+      if (mCandidate != -1) { // another camera: the candidate's own user id would have agreed with its name
          return false;
       }
       mChoice = {index, At(index).mSystemId};

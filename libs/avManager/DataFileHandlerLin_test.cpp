@@ -14,6 +14,28 @@
 
 namespace {
 
+TEST(DataFileHandler, WithoutAFileItHasNeitherPlaceNorSize) {
+   struct Opened : DataFileHandler {
+      using DataFileHandler::CutBackTo;
+      using DataFileHandler::FileSize;
+      using DataFileHandler::Position;
+   };
+   const kit::TempDir dir;
+   Opened file;
+   EXPECT_LT(file.Position(), 0);
+   EXPECT_EQ(file.FileSize(), 0U);
+   file.CutBackTo(0);
+   ASSERT_TRUE(file.InitWriteF(dir / "data"));
+   ASSERT_TRUE(file.WriteBytes("abcdef", 6));
+   EXPECT_FALSE(file.WriteBytes(nullptr, 1));
+   EXPECT_TRUE(file.WriteBytes(nullptr, 0));
+   file.CutBackTo(-1); // the place of a file that had none
+   EXPECT_EQ(file.Position(), 6);
+   file.CutBackTo(4);
+   EXPECT_EQ(file.Position(), 4);
+   EXPECT_EQ(file.FileSize(), 4U);
+}
+
 TEST(DataFileHandler, WritesAndReadsBytes) {
    const kit::TempDir dir;
    DataFileHandler file;

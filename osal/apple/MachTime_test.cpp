@@ -4,6 +4,8 @@
 
 #include <gtest/gtest.h>
 
+#include <utility>
+
 namespace osal {
 namespace {
 
@@ -25,8 +27,10 @@ TEST(MachTimeTest, TheSystemsTicksAreCountedInItsTimeBase) {
    EXPECT_EQ(MachNowNs(), 1'000'000'000u);
    fakes::SetMachTime(1'000'000'000, 1, 1);
    EXPECT_EQ(MachNowNs(), 1'000'000'000u);
-   fakes::SetMachTime(77, 0, 0);
-   EXPECT_EQ(MachNowNs(), 77u) << "of a time base that can't be read";
+   for (const auto &[numerator, denominator] : {std::pair{0U, 0U}, {0U, 1U}, {1U, 0U}}) {
+      fakes::SetMachTime(77, numerator, denominator);
+      EXPECT_EQ(MachNowNs(), 77u) << "of a time base that can't be read";
+   }
 }
 
 } // namespace

@@ -7,6 +7,7 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <climits>
 #include <cstring>
@@ -159,6 +160,57 @@ TEST_F(PosixPreferencesTest, EveryFaultOfAReadIsSurvivedAndOverWhenItIsOver) {
       }
    }
    EXPECT_THAT(Names(), ElementsAre("d.plist"));
+}
+
+TEST_F(PosixPreferencesTest, AnInterruptionOrAFileSystemThatConfirmsNothingStopsNoWriteAtItsOwnCall) {
+   FaultyFileLayer layer;
+   const auto preferences = MakePosixPreferences(mFile, layer);
+   ASSERT_TRUE(preferences->setAppValue("key", int64_t{0}).ok());
+   layer.Reset();
+   ASSERT_TRUE(preferences->setAppValue("key", int64_t{0}).ok());
+   const int calls = layer.Calls();
+   int64_t current = 0;
+   const kit::ManualClock clock;
+   for (const int error : {EINTR, EINVAL, EROFS, ENOTSUP}) {
+      int done = 0;
+      for (int n = 1; n <= calls; ++n) {
+         layer.FailAt(n, error, FaultyFileLayer::Length::Once);
+         const Status status = preferences->setAppValue("key", current + 1);
+         layer.Reset();
+         current += status.ok() ? 1 : 0;
+         done += status.ok() && preferences->takeTrouble().ok() ? 1 : 0;
+         EXPECT_EQ(Open()->copyAppValue("key"), PreferenceValue(current)) << error << " at " << n;
+         while (!preferences->takeTrouble().ok()) {
+         }
+      }
+      EXPECT_GT(done, 0) << error;
+   }
+}
+
+TEST_F(PosixPreferencesTest, TroubleThatNobodyTakesDoesNotPileUp) {
+   FaultyFileLayer layer;
+   const auto preferences = MakePosixPreferences(mFile, layer);
+   std::vector<std::string> calls;
+   layer.Record(&calls);
+   ASSERT_TRUE(preferences->setAppValue("key", int64_t{0}).ok());
+   ASSERT_TRUE(preferences->setAppValue("key", int64_t{0}).ok());
+   layer.Record(nullptr);
+   const auto last = static_cast<int>(
+      std::find_if(calls.rbegin(), calls.rend(), [](const std::string &call) { return call.starts_with("fsync"); }) -
+      calls.rbegin());
+   layer.Reset();
+   ASSERT_TRUE(preferences->setAppValue("key", int64_t{0}).ok());
+   const int confirms = layer.Calls() - last; // the folder's fsync, which only the disk's word depends on
+   for (int round = 0; round < 100; ++round) {
+      layer.FailAt(confirms, EIO, FaultyFileLayer::Length::Once);
+      EXPECT_TRUE(preferences->setAppValue("key", int64_t{round}).ok());
+   }
+   layer.Reset();
+   int troubles = 0;
+   while (!preferences->takeTrouble().ok()) {
+      ++troubles;
+   }
+   EXPECT_EQ(troubles, 16);
 }
 
 TEST_F(PosixPreferencesTest, ValuesStayInForceWhileTheFileCannotBeOpenedForAReasonThatPasses) {

@@ -77,6 +77,34 @@ std::shared_ptr<osal::CaptureDeviceInput> CaptureConformance::Input(const std::s
 
 namespace {
 
+TEST_P(CaptureConformance, NothingIsAddedOrTakenAwayThatIsNone) {
+   Rig rig(Capture(), Input(kCamera, MediaType::Video), MediaType::Video);
+   EXPECT_FALSE(rig.session->canAddInput(nullptr));
+   EXPECT_FALSE(rig.session->canAddOutput(nullptr));
+   rig.session->addInput(nullptr);
+   rig.session->addOutput(nullptr);
+   rig.session->removeInput(nullptr);
+   rig.session->removeOutput(nullptr);
+   ASSERT_TRUE(rig.session->startRunning().ok());
+   EXPECT_TRUE(rig.collector.Await(3)) << "what there is stays";
+   rig.session->stopRunning();
+}
+
+TEST_P(CaptureConformance, OneInputAndOneOutputOfAKindIsAll) {
+   Rig rig(Capture(), Input(kCamera, MediaType::Video), MediaType::Video);
+   const auto input = Input(kOtherCamera, MediaType::Video);
+   const std::shared_ptr<osal::CaptureOutput> output = Capture().makeVideoDataOutput();
+   EXPECT_FALSE(rig.session->canAddInput(input));
+   EXPECT_FALSE(rig.session->canAddOutput(output));
+   rig.session->addInput(input);
+   rig.session->addOutput(output);
+   rig.session->removeInput(input); // was never in it
+   rig.session->removeOutput(output);
+   ASSERT_TRUE(rig.session->startRunning().ok());
+   EXPECT_TRUE(rig.collector.Await(3));
+   rig.session->stopRunning();
+}
+
 TEST_P(CaptureConformance, ADeviceIsFoundByItsIdAndKind) {
    std::shared_ptr<const osal::CaptureDevice> device;
    ASSERT_TRUE(Capture().deviceWithUniqueID(kOtherCamera, MediaType::Video, &device).ok());

@@ -223,6 +223,15 @@ TEST(CoreString, NullIsAnEmptyTextEverywhere) {
    EXPECT_EQ(text.Data(), nullptr);
 }
 
+TEST(CoreString, EqualsATextOfTheSameLengthOnlyWhenEachByteDoes) {
+   const corestring text("abc");
+   EXPECT_TRUE(text == "abc");
+   EXPECT_FALSE(text == "abd");
+   EXPECT_FALSE(text == corestring("abd"));
+   EXPECT_FALSE(text == "ab");
+   EXPECT_FALSE(text == "abcd");
+}
+
 TEST(CoreString, AssignsAPartOfItself) {
    corestring text("0123456789");
    text.Assign(text.Data() + 3, 4);

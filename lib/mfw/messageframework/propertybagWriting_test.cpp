@@ -155,5 +155,15 @@ TEST_F(PropertyBagTest, RefusesSizesThatAHeaderCannotHold) {
    EXPECT_EQ(Shown(bag), "text=value bytes:a\0b bag{inside=1} empty="s);
 }
 
+TEST(PropertyBagName, EqualsInAnyCaseFromTheFirstByteToTheLast) {
+   const PropertyBagName name("EightByt and more");
+   EXPECT_TRUE(name == PropertyBagName("eIGHTbYT AND MORE"));
+   EXPECT_FALSE(name == PropertyBagName("NightByt and more")) << "differs at once";
+   EXPECT_FALSE(name == PropertyBagName("EightByt and mare")) << "differs behind the head";
+   EXPECT_FALSE(name == PropertyBagName("EightByt and")) << "is shorter";
+   EXPECT_FALSE(PropertyBagName("a") == PropertyBagName(std::string_view("a\0", 2)));
+   EXPECT_TRUE(PropertyBagName("") == PropertyBagName(static_cast<const char *>(nullptr)));
+}
+
 } // namespace
 } // namespace CORE

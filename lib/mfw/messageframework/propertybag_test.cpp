@@ -205,6 +205,7 @@ TEST_F(PropertyBagTest, GivesTexts) {
    bag.Add("text", "second");
    EXPECT_TRUE(bag.GetString("text") == "value");
    EXPECT_TRUE(bag.GetString("text", "default") == "value");
+   EXPECT_TRUE(bag.GetString("text", corestring("default")) == "value");
    EXPECT_TRUE(bag.GetString("empty", "default") == "");
    EXPECT_EQ(bag.GetString("bytes", "default").BinarySize(), 3U);
    for (const char *const name : {"bag", "missing"}) {

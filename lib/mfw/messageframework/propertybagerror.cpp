@@ -76,7 +76,7 @@ corestring PropertyBag::GetErrorDescription() const {
    corestring description = GetString(kText);
    const uint32_t code = GetErrorCode();
    if (code == 0) {
-      return description.IsEmpty() ? corestring("Unspecified error") : description;
+      return corestring("Unspecified error"); // a text alone has the unknown error's code
    }
    if (!description.IsEmpty()) {
       description.Append(" - ");
