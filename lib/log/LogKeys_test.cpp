@@ -73,6 +73,23 @@ TEST_F(LogKeysTest, PrefersPrefixedThenPlainThenDictionaryThenDefault) {
    EXPECT_EQ(LogKeys("MAVR", nullptr, nullptr, nullptr).Long("k", 3), 3);
 }
 
+TEST_F(LogKeysTest, AsksNoSourceForNoKeyAndNoneForWhatItCannotTell) {
+   static std::vector<std::string> asked;
+   LogConfigSource source{};
+   source.getString = [](const char *, const char *key) -> char * {
+      asked.emplace_back(key != nullptr ? key : "(null)");
+      return nullptr;
+   };
+   EXPECT_EQ(LogKeys(nullptr, nullptr, nullptr, &source).Level("k", 3), 3);
+   EXPECT_EQ(asked, std::vector<std::string>{"k"});
+   EXPECT_EQ(LogKeys("MAVR", nullptr, nullptr, &source).Level("k", 3), 3);
+   EXPECT_EQ(asked, (std::vector<std::string>{"k", "k", "MAVR.k"}));
+   EXPECT_EQ(LogKeys("MAVR", nullptr, nullptr, &source).Long("k", 3), 3) << "a source without numbers";
+   EXPECT_TRUE(LogKeys("MAVR", nullptr, nullptr, &source).Bool("k", true));
+   const LogConfigSource nothing{};
+   EXPECT_EQ(LogKeys("MAVR", nullptr, nullptr, &nothing).Level("k", 3), 3);
+}
+
 TEST_F(LogKeysTest, TakesAValueThatEqualsTheDefaultForNotSet) {
    const LogKeys keys("MAVR", nullptr, dictionary, &Source());
    Put("long", "7");

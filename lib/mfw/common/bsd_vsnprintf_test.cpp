@@ -131,6 +131,7 @@ TEST(BsdVsnprintf, NumberedArgumentsGoToThePlatform) {
 TEST(BsdVsnprintf, WideStringComesOutAsUtf8InAnyLocale) {
    std::setlocale(LC_ALL, "C");
    EXPECT_EQ(Printed("%ls", L"a\u00E4\u20AC\U0001F600"), "a\xC3\xA4\xE2\x82\xAC\xF0\x9F\x98\x80");
+   EXPECT_EQ(Printed("%ls", L"\U00040000\U0010FFFF"), "\xF1\x80\x80\x80\xF4\x8F\xBF\xBF");
    EXPECT_EQ(Printed("<%S>", L"\u00E4"), "<\xC3\xA4>");
    EXPECT_EQ(Printed("<%s|%ls|%d>", "x", L"\u00E4", 5), "<x|\xC3\xA4|5>");
    EXPECT_EQ(Printed("%ls", L""), "");

@@ -35,6 +35,27 @@ TEST(TimerIndex, GivesTheLowestRankOfThoseThatAreDue) {
    EXPECT_EQ(index.NextDeadline(), coretimerindex::kNever);
 }
 
+TEST(TimerIndex, KeepsATimerToTheEndOfTime) {
+   constexpr int64_t kFarthest = coretimerindex::kNever - 1;
+   for (int64_t due = 1; due > 0 && due < kFarthest; due = due * 2 + 1) { // each highest bit that can differ
+      coretimerindex index;
+      coretimerentry entry;
+      index.Add(entry);
+      index.Arm(entry, due);
+      EXPECT_EQ(index.NextDeadline(), due);
+      EXPECT_EQ(index.TakeDue(due / 2), nullptr) << due;
+      EXPECT_EQ(index.TakeDue(due - 1), nullptr) << due;
+      EXPECT_EQ(index.TakeDue(due), &entry) << due;
+      EXPECT_EQ(index.NextDeadline(), coretimerindex::kNever);
+   }
+   coretimerindex index;
+   coretimerentry entry;
+   index.Add(entry);
+   index.Arm(entry, kFarthest);
+   EXPECT_EQ(index.TakeDue(5), nullptr);
+   EXPECT_EQ(index.TakeDue(kFarthest), &entry);
+}
+
 TEST(TimerIndex, ForgetsAll) {
    coretimerindex index;
    coretimerentry first;

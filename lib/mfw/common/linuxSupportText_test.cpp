@@ -171,6 +171,11 @@ TEST(NarrowAndWide, EachLongestRunThatCouldHaveBegunACharacterIsReplacedOnce) {
       {"\xC0\xAFz", L"\uFFFD\uFFFDz"},                     // overlong
       {"\xE0\x9F\xBFz", L"\uFFFD\uFFFD\uFFFDz"},           // overlong
       {"\xF0\x8F\xBF\xBFz", L"\uFFFD\uFFFD\uFFFD\uFFFDz"}, // overlong
+      {"\xC3\xC0z", L"\uFFFD\uFFFDz"},                     // the next byte begins a character of its own
+      {"\xE1\xC0\x80z", L"\uFFFD\uFFFD\uFFFDz"},
+      {"\xE1\x80\xC0z", L"\uFFFD\uFFFDz"},
+      {"\xF1\xC0\x80\x80z", L"\uFFFD\uFFFD\uFFFD\uFFFDz"},
+      {"\xE1\x7Fz", L"\uFFFD\x7Fz"},
       {"\xED\xA0\x80z", L"\uFFFD\uFFFD\uFFFDz"},           // a surrogate
       {"\xF4\x90\x80\x80z", L"\uFFFD\uFFFD\uFFFD\uFFFDz"}, // past the last
       {"\xF5z", L"\uFFFDz"},                               // past the last

@@ -9,6 +9,7 @@
 #include <cstring>
 #include <gtest/gtest.h>
 #include <string>
+#include <sys/wait.h>
 #include <thread>
 #include <unistd.h>
 #include <utility>
@@ -155,6 +156,23 @@ TEST(LoggerWithoutCallback, MessageGoesToStandardOutputWithAnEmptyLineBehindIt) 
    testing::internal::CaptureStdout();
    MAVR_LOG_DEBUG("%s - text", "Function");
    EXPECT_EQ(testing::internal::GetCapturedStdout(), "Function - text\n\n");
+}
+
+TEST(LoggerWithoutCallback, AMessageIsOutBeforeTheProcessCanDie) {
+   int ends[2];
+   ASSERT_EQ(pipe(ends), 0);
+   const pid_t child = fork();
+   if (child == 0) {
+      dup2(ends[1], STDOUT_FILENO);
+      logger::Log("file", 1, logger::INFO, "last words");
+      _exit(0);
+   }
+   close(ends[1]);
+   char text[64] = "";
+   EXPECT_EQ(read(ends[0], text, sizeof text - 1), 12);
+   EXPECT_STREQ(text, "last words\n\n");
+   close(ends[0]);
+   EXPECT_EQ(waitpid(child, nullptr, 0), child);
 }
 
 TEST(LoggerWithoutCallback, StandardOutputThatFailsLeavesErrnoAlone) {
