@@ -80,6 +80,8 @@ void LentPicture::LetGo() {
    const std::lock_guard<std::mutex> hold(mMutex);
    mLoan = 0;
    mIsBeingRead = false;
+   mRead[0] = nullptr;
+   mRead[1] = nullptr;
    mMemory.reset();
 }
 

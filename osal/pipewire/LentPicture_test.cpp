@@ -144,6 +144,15 @@ TEST_F(LentPictureTest, ReleasedWithoutAnUnlockItCanBeLentAgain) {
    EXPECT_EQ(lent->Recall(loan), Recalled::Yes);
 }
 
+TEST_F(LentPictureTest, LentAgainItHasNoAddressOfTheLoanBeforeUntilItIsLocked) {
+   Ref<SampleBuffer> sample = Lent();
+   static_cast<void>(Read(*sample));
+   sample = {};
+   sample = Lent();
+   EXPECT_EQ(sample->imageBuffer()->baseAddressOfPlane(0), nullptr);
+   EXPECT_EQ(sample->imageBuffer()->baseAddressOfPlane(1), nullptr);
+}
+
 TEST_F(LentPictureTest, RecalledWithoutMemoryItCannotBeLocked) {
    Ref<SampleBuffer> sample = Lent();
    {
