@@ -17,10 +17,11 @@ BUILD, SOURCE = Path(sys.argv[1]).resolve(), Path(sys.argv[2]).resolve()
 
 
 def page_names():
-    out = subprocess.run(["git", "ls-files", "-co", "--exclude-standard", "*.md"], cwd=SOURCE, check=False,
-                         capture_output=True, text=True)
-    names = out.stdout.splitlines() if (SOURCE / ".git").exists() else [  # else unpacked from the source archive
-        path.relative_to(SOURCE).as_posix() for path in SOURCE.glob("**/*.md")]
+    if (SOURCE / ".git").exists():
+        names = subprocess.run(["git", "ls-files", "-co", "--exclude-standard", "*.md"], cwd=SOURCE, check=True,
+                               stdout=subprocess.PIPE, text=True).stdout.splitlines()
+    else:  # unpacked from the source archive
+        names = [path.relative_to(SOURCE).as_posix() for path in SOURCE.glob("**/*.md")]
     return sorted(name for name in set(names) if (SOURCE / name).is_file() and not name.startswith("build/"))
 
 

@@ -3,10 +3,12 @@
 
 import importlib.machinery
 import importlib.util
+import sys
 import unittest
 from pathlib import Path
 
 ROOT = Path(__file__).resolve().parent.parent.parent
+sys.dont_write_bytecode = True  # beside the script
 loader = importlib.machinery.SourceFileLoader("messages", str(ROOT / "script/messages"))
 messages = importlib.util.module_from_spec(importlib.util.spec_from_loader("messages", loader))
 loader.exec_module(messages)

@@ -29,6 +29,7 @@ using torture::Way;
 
 constexpr uint64_t kLimitNs = 2'100'000'000; // 2 s of one retry, and what else there is to wait for
 constexpr char kPast[] = "past the last call\n";
+constexpr char kTooLong[] = "the call lasted too long";
 
 /// A call that is made once in a process.
 struct Once {
@@ -65,7 +66,10 @@ protected:
       ASSERT_EQ(Run(once, std::nullopt, 0), kPast);
       for (const Way &way : torture::AllWays()) {
          torture::ForEachNth([&](uint64_t nth) {
-            const std::string report = Run(once, way, nth);
+            std::string report = Run(once, way, nth);
+            for (int again = 0; again < torture::kBusyMoments && report.find(kTooLong) != std::string::npos; ++again) {
+               report = Run(once, way, nth);
+            }
             if (report == kPast) {
                return false;
             }
@@ -127,7 +131,7 @@ private:
       }
       if (std::chrono::steady_clock::now() - start >= std::chrono::seconds(2) ||
           (clock && clock->monotonicNs() - startNs > kLimitNs)) {
-         complain("the call lasted too long");
+         complain(kTooLong);
       }
       if (noMemory && (!way || way->fault != kit::Fault::Allocation)) {
          complain("memory lacks without a reason");

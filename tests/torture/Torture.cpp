@@ -15,6 +15,7 @@
 #include <mutex>
 #include <string_view>
 #include <sys/prctl.h>
+#include <sys/statvfs.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -24,6 +25,7 @@ namespace {
 constexpr uint64_t kAllOf = 8;    // a short run tries the first ones all,
 constexpr uint64_t kStepPart = 4; // and from there on goes on by a fourth each time
 constexpr unsigned kPatienceSeconds = 60;
+constexpr uint64_t kRoomForFiles = uint64_t{1} << 30; // a long run's; containers often have less
 
 struct Figures {
    std::mutex lock;
@@ -53,7 +55,10 @@ const testing::Environment *const gPrintFigures = testing::AddGlobalTestEnvironm
 [[gnu::constructor]] void StartInPlace(int /*count*/, char **arguments, char ** /*environment*/) {
    if (std::getenv("GLIBC_TUNABLES") == nullptr) {
       setenv("GLIBC_TUNABLES", "glibc.malloc.tcache_count=0", 1);
-      setenv("TMPDIR", "/dev/shm", 0);
+      struct statvfs memory {};
+      if (statvfs("/dev/shm", &memory) == 0 && memory.f_bavail * memory.f_frsize >= kRoomForFiles) {
+         setenv("TMPDIR", "/dev/shm", 0);
+      }
       std::array<char, 4096> program{}; // by its own name, which its lines in the log carry
       if (readlink("/proc/self/exe", program.data(), program.size() - 1) > 0) {
          execv(program.data(), arguments);

@@ -60,6 +60,9 @@ void ForEachNth(Attempt attempt) {
    }
 }
 
+/// How often a call may last too long in a row: a machine is too busy now and then, a slow call is slow each time.
+inline constexpr int kBusyMoments = 3;
+
 /// A heap block may be some bytes larger than what was asked for; over a course of cases a leak adds up to more.
 inline constexpr uint64_t kHeapUnrest = 512;
 
