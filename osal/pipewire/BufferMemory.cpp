@@ -48,10 +48,16 @@ void BufferMemory::MapBlock(const spa_buffer &buffer, size_t index) {
    }
 }
 
-// To read behind the end of a file would be the end of this process.
+// To read behind the end of a file would be the end of this process. A device has no such end: it refuses to map what
+// it has not. What is kept of it would stand in its way when the camera is to change its format.
 void BufferMemory::MapFile(int file, uint64_t offset, size_t size, size_t index) {
    struct stat facts {};
-   if (fstat(file, &facts) != 0 || static_cast<uint64_t>(facts.st_size) < offset + size) {
+   if (fstat(file, &facts) != 0) {
+      return;
+   }
+   if (!S_ISREG(facts.st_mode)) {
+      mIsLasting = false;
+   } else if (static_cast<uint64_t>(facts.st_size) < offset + size) {
       return;
    }
    const uint64_t before = offset % PageSize();

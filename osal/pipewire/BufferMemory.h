@@ -15,9 +15,9 @@ namespace osal {
 /// there, whatever becomes of the stream. Threads: any. Immutable.
 class BufferMemory {
 public:
-   /// Maps each block that is a memory file, which has to be as long as it is said to be, and maps again what the
-   /// client library has mapped from one; takes the address of other memory. Blocks of other kinds, and files that
-   /// can't be mapped, are empty. Null without memory.
+   /// Maps each block that is a memory file, which has to be as long as it is said to be, or the memory of a device,
+   /// and maps again what the client library has mapped from one; takes the address of other memory. Blocks of other
+   /// kinds, and files that can't be mapped, are empty. Null without memory.
    [[nodiscard]] static std::shared_ptr<const BufferMemory> Map(const spa_buffer &buffer);
    ~BufferMemory();
    BufferMemory(const BufferMemory &) = delete;
@@ -25,7 +25,7 @@ public:
 
    /// All bytes of a block; empty for one that is not.
    [[nodiscard]] std::span<const uint8_t> Block(size_t index) const;
-   /// Whether the blocks stay where they are when the stream has ended.
+   /// Whether the blocks may be kept when the stream has ended: not those of a device, nor memory that is another's.
    [[nodiscard]] bool IsLasting() const { return mIsLasting; }
 
 private:

@@ -5,6 +5,7 @@
 #include <gtest/gtest.h>
 
 #include <cstring>
+#include <fcntl.h>
 #include <vector>
 
 namespace osal {
@@ -84,6 +85,31 @@ TEST(BufferMemory, ABlockInMemoryOfThisProcessIsReadButDoesNotLast) {
    EXPECT_EQ(memory->Block(1).size(), 50U);
    EXPECT_EQ(memory->Block(0).size(), 100U);
    EXPECT_FALSE(memory->IsLasting());
+}
+
+// A driver's buffers come as memory files too, of which fstat need not know the size.
+TEST(BufferMemory, TheMemoryOfADeviceIsReadButNotKept) {
+   const int device = open("/dev/zero", O_RDONLY | O_CLOEXEC);
+   ASSERT_GE(device, 0);
+   const MemoryFile file(100);
+   spa_data data = file.Data(0, 5000);
+   data.fd = device;
+   const auto memory = BufferMemory::Map(TestBuffer({data, file.Data(0, 100)}).buffer);
+   close(device);
+   ASSERT_EQ(memory->Block(0).size(), 5000U);
+   EXPECT_EQ(memory->Block(0)[4999], 0);
+   EXPECT_EQ(memory->Block(1).size(), 100U);
+   EXPECT_FALSE(memory->IsLasting());
+}
+
+TEST(BufferMemory, WhatCannotBeMappedIsEmpty) {
+   const int folder = open("/", O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+   ASSERT_GE(folder, 0);
+   const MemoryFile file(100);
+   spa_data data = file.Data(0, 100);
+   data.fd = folder;
+   EXPECT_TRUE(BufferMemory::Map(TestBuffer({data}).buffer)->Block(0).empty());
+   close(folder);
 }
 
 TEST(BufferMemory, OtherKindsOfBlocksAndThoseBeyondTheSecondAreEmpty) {
