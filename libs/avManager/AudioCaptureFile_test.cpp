@@ -1,4 +1,4 @@
-#include "libs/avManager/AudioCaptureTest.h"
+#include "libs/avManager/AudioCaptureTestKit.h"
 
 #include "lib/mfw/common/logger.h"
 

@@ -1,4 +1,4 @@
-#include "libs/avManager/AudioCaptureTest.h"
+#include "libs/avManager/AudioCaptureTestKit.h"
 
 #include "libs/avManager/AVCapture.h"
 #include "libs/avManager/AVCaptureFunctions.h"

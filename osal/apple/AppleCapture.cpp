@@ -17,17 +17,6 @@ const char *Noun(MediaType mediaType) {
    return mediaType == MediaType::Video ? "camera" : "microphone";
 }
 
-/// `find`, with nothing in `*out` unless it succeeds.
-template <typename Out, typename Find>
-Status Cleanly(Out *out, Find find) {
-   out->reset();
-   Status status = UnlessOutOfMemory(find, NoMemory());
-   if (!status.ok()) {
-      out->reset();
-   }
-   return status;
-}
-
 /// A `Made` for the platform's object that `make` gives; null without one.
 template <typename Made, typename Interface, typename Make>
 Interface Wrapped(Make make) {

@@ -9,20 +9,6 @@
 #include <utility>
 
 namespace osal {
-namespace {
-
-/// `find`, with nothing in `*out` unless it succeeds.
-template <typename Out, typename Find>
-Status Cleanly(Out *out, Find find) {
-   out->reset();
-   Status status = UnlessOutOfMemory(find, NoMemory());
-   if (!status.ok()) {
-      out->reset();
-   }
-   return status;
-}
-
-} // namespace
 
 BasicCapture::BasicCapture(std::shared_ptr<StreamOpener> opener)
     : mOpener(std::move(opener)) {}

@@ -24,4 +24,15 @@ template <typename Make, typename Value>
    }
 }
 
+/// What `find` puts into `*out`, a pointer; nothing is there unless it succeeds.
+template <typename Out, typename Find>
+[[nodiscard]] Status Cleanly(Out *out, Find find) {
+   out->reset();
+   Status status = UnlessOutOfMemory(find, NoMemory());
+   if (!status.ok()) {
+      out->reset();
+   }
+   return status;
+}
+
 } // namespace osal

@@ -1,8 +1,6 @@
 #include "osal/Clock.h"
 #include "osal/WaitWord.h"
-#if defined(__APPLE__)
-#include "osal/apple/MachTime.h"
-#endif
+#include "osal/posix/PosixTime.h"
 
 #include <atomic>
 #include <cerrno>
@@ -11,19 +9,9 @@
 namespace osal {
 namespace {
 
-constexpr uint64_t kNsPerSecond = 1'000'000'000;
-
 class PosixClock final : public Clock {
 public:
-   uint64_t monotonicNs() const override {
-#if defined(__APPLE__)
-      return MachNowNs();
-#else
-      timespec now{};
-      clock_gettime(CLOCK_MONOTONIC, &now);
-      return static_cast<uint64_t>(now.tv_sec) * kNsPerSecond + static_cast<uint64_t>(now.tv_nsec);
-#endif
-   }
+   uint64_t monotonicNs() const override { return SystemMonotonicNs(); }
 
    WallTime wallTime() const override {
       timespec now{};
@@ -32,7 +20,7 @@ public:
    }
 
    void sleepNs(uint64_t ns) override {
-      timespec left{static_cast<time_t>(ns / kNsPerSecond), static_cast<long>(ns % kNsPerSecond)};
+      timespec left = AsTimespec(ns);
       while (nanosleep(&left, &left) != 0 && errno == EINTR) {
       }
    }

@@ -1,6 +1,6 @@
-#include "osal/posix/PosixPreferencesTest.h"
+#include "osal/posix/PosixPreferencesTestKit.h"
 
-#include "osal/posix/FaultyFileLayer.h"
+#include "osal/posix/FaultyFileLayerTestKit.h"
 #include "tests/kit/ManualClock.h"
 
 #include <fcntl.h>

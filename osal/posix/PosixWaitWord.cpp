@@ -1,15 +1,16 @@
 #include "osal/WaitWord.h"
 
 #if defined(__linux__)
+#include "osal/posix/PosixTime.h"
+
 #include <cerrno>
 #include <climits>
-#include <ctime>
 #include <linux/futex.h>
 #include <pthread.h>
 #include <sys/syscall.h>
 #include <unistd.h>
 #else
-#include "osal/common/ParkedWait.h"
+#include "osal/posix/ParkedWait.h"
 #endif
 
 namespace osal::waitword {
@@ -42,8 +43,7 @@ void waitWhile(const std::atomic<uint32_t> &word, uint32_t value) {
 // here may need a destructor; and the address sanitizer, which does not learn of such an end, must not mark the frame.
 [[gnu::no_sanitize_address]] bool waitWhileUntil(const std::atomic<uint32_t> &word, uint32_t value,
                                                  uint64_t deadlineNs) {
-   constexpr uint64_t kNsPerSecond = 1'000'000'000;
-   const timespec until{static_cast<time_t>(deadlineNs / kNsPerSecond), static_cast<long>(deadlineNs % kNsPerSecond)};
+   const timespec until = AsTimespec(deadlineNs);
    int type = PTHREAD_CANCEL_DEFERRED;
    pthread_setcanceltype(PTHREAD_CANCEL_ASYNCHRONOUS, &type);
    const int outcome = Futex(word, FUTEX_WAIT_BITSET, value, deadlineNs == UINT64_MAX ? nullptr : &until);

@@ -1,7 +1,7 @@
 #include "osal/WaitWord.h"
 
 #include "osal/Clock.h"
-#include "osal/common/ParkedWait.h"
+#include "osal/posix/ParkedWait.h"
 
 #include <array>
 #include <cerrno>

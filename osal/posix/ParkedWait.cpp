@@ -1,8 +1,6 @@
-#include "osal/common/ParkedWait.h"
+#include "osal/posix/ParkedWait.h"
 
-#if defined(__APPLE__)
-#include "osal/apple/MachTime.h"
-#endif
+#include "osal/posix/PosixTime.h"
 
 #include <cerrno>
 #include <cstddef>
@@ -12,23 +10,7 @@
 namespace osal::parkedwait {
 namespace {
 
-constexpr uint64_t kNsPerSecond = 1'000'000'000;
 constexpr uint64_t kNoLimit = UINT64_MAX;
-
-// The time of the system's osal::Clock.
-uint64_t MonotonicNs() {
-#if defined(__APPLE__)
-   return MachNowNs();
-#else
-   timespec now{};
-   clock_gettime(CLOCK_MONOTONIC, &now);
-   return static_cast<uint64_t>(now.tv_sec) * kNsPerSecond + static_cast<uint64_t>(now.tv_nsec);
-#endif
-}
-
-timespec AsTimespec(uint64_t ns) {
-   return {static_cast<time_t>(ns / kNsPerSecond), static_cast<long>(ns % kNsPerSecond)};
-}
 
 // A condition variable that measures time on the monotonic clock.
 class Condition {
@@ -61,14 +43,14 @@ public:
          return true;
       }
 #if defined(__APPLE__)
-      const uint64_t now = MonotonicNs();
+      const uint64_t now = SystemMonotonicNs();
       const timespec left = AsTimespec(deadlineNs > now ? deadlineNs - now : 0);
       pthread_cond_timedwait_relative_np(&mCondition, &mutex, &left);
 #else
       const timespec until = AsTimespec(deadlineNs);
       pthread_cond_timedwait(&mCondition, &mutex, &until);
 #endif
-      return MonotonicNs() < deadlineNs;
+      return SystemMonotonicNs() < deadlineNs;
    }
 
 private:

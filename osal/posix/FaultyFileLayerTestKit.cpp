@@ -1,4 +1,4 @@
-#include "osal/posix/FaultyFileLayer.h"
+#include "osal/posix/FaultyFileLayerTestKit.h"
 
 #include <sys/file.h>
 
