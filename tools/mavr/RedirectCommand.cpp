@@ -2,6 +2,7 @@
 // go on, and tells what came of it.
 
 #include "tools/mavr/Commands.h"
+#include "tools/mavr/FormatText.h"
 #include "tools/mavr/Interrupt.h"
 #include "tools/mavr/LiveLine.h"
 #include "tools/mavr/Output.h"
@@ -19,7 +20,6 @@
 
 #include <cerrno>
 #include <csignal>
-#include <cstdarg>
 #include <cstdio>
 #include <cstring>
 #include <fstream>
@@ -159,16 +159,6 @@ private:
 
 // ---- Afterwards -----------------------------------------------------------------------------------------------------
 
-std::string Text(const char *format, ...) __attribute__((format(printf, 1, 2)));
-std::string Text(const char *format, ...) {
-   char text[256];
-   va_list args;
-   va_start(args, format);
-   std::vsnprintf(text, sizeof text, format, args);
-   va_end(args);
-   return text;
-}
-
 unsigned long long Number(const Json &json, const std::string &key) {
    const auto found = json.find(key);
    return found != json.end() && found->is_number() ? found->get<unsigned long long>() : 0;
@@ -180,18 +170,18 @@ void AddRows(std::vector<std::vector<std::string>> &rows, const Json &stream, co
       rows.push_back({name, "none"});
       return;
    }
-   rows.push_back(
-      {name, Text("%llu of %llu %s arrived whole over a %s channel, %.2f a second", Number(stream, unit + "Complete"),
-                  Number(stream, unit + "Complete") + Number(stream, unit + "Lost"), unit.c_str(),
-                  stream["channel"].get<std::string>().c_str(), stream["rate"].get<double>())});
+   rows.push_back({name, FormatText("%llu of %llu %s arrived whole over a %s channel, %.2f a second",
+                                    Number(stream, unit + "Complete"),
+                                    Number(stream, unit + "Complete") + Number(stream, unit + "Lost"), unit.c_str(),
+                                    stream["channel"].get<std::string>().c_str(), stream["rate"].get<double>())});
    if (stream["datagramsSent"].is_number()) {
-      rows.push_back({"", Text("%llu datagrams sent, %llu dropped on their way, %llu refused, %llu never arrived",
-                               Number(stream, "datagramsSent"), Number(stream, "datagramsDropped"),
-                               Number(stream, "datagramsRefused"), Number(stream, "datagramsLost"))});
+      rows.push_back({"", FormatText("%llu datagrams sent, %llu dropped on their way, %llu refused, %llu never arrived",
+                                     Number(stream, "datagramsSent"), Number(stream, "datagramsDropped"),
+                                     Number(stream, "datagramsRefused"), Number(stream, "datagramsLost"))});
    }
    const Json &latency = stream["captureToArrivalMs"];
-   rows.push_back({"", Text("%.2f ms from capture to arrival (median), 99 %% within %.2f",
-                            latency["median"].get<double>(), latency["p99"].get<double>())});
+   rows.push_back({"", FormatText("%.2f ms from capture to arrival (median), 99 %% within %.2f",
+                                  latency["median"].get<double>(), latency["p99"].get<double>())});
    if (stream["trouble"].is_string()) {
       rows.push_back({"", stream["trouble"].get<std::string>()});
    }
@@ -211,8 +201,8 @@ void Print(const Json &report, const std::string &out) {
    AddRows(rows, report["audio"], "sound", "chunks");
    const Json &cpu = report["cpu"];
    if (cpu["clientPercent"].is_number()) {
-      rows.push_back({"processor", Text("%.2f %% of a core to capture and send, %.2f %% to receive and check",
-                                        cpu["clientPercent"].get<double>(), cpu["agentPercent"].get<double>())});
+      rows.push_back({"processor", FormatText("%.2f %% of a core to capture and send, %.2f %% to receive and check",
+                                              cpu["clientPercent"].get<double>(), cpu["agentPercent"].get<double>())});
    }
    rows.push_back({"account", Account(report)});
    rows.push_back({"report", out + "/report.html"});

@@ -1,9 +1,9 @@
 #include "tools/mavr/redirect/Plot.h"
 
+#include "tools/mavr/FormatText.h"
+
 #include <algorithm>
 #include <cmath>
-#include <cstdarg>
-#include <cstdio>
 
 namespace mavr::redirect {
 namespace {
@@ -15,15 +15,6 @@ constexpr double kTop = 26;
 constexpr double kRight = kWidth - 12;
 constexpr double kBottom = kHeight - 26;
 
-__attribute__((format(printf, 1, 2))) std::string Print(const char *format, ...) {
-   char text[512];
-   va_list args;
-   va_start(args, format);
-   std::vsnprintf(text, sizeof text, format, args);
-   va_end(args);
-   return text;
-}
-
 double X(double share) {
    return kLeft + share * (kRight - kLeft);
 }
@@ -32,21 +23,21 @@ double Y(double share) {
 }
 
 std::string Text(double x, double y, const char *anchor, const std::string &text) {
-   return Print("<text x=\"%.1f\" y=\"%.1f\" text-anchor=\"%s\">", x, y, anchor) + Escaped(text) + "</text>";
+   return FormatText("<text x=\"%.1f\" y=\"%.1f\" text-anchor=\"%s\">", x, y, anchor) + Escaped(text) + "</text>";
 }
 
 std::string Number(double value) {
-   return Print("%.4g", value);
+   return FormatText("%.4g", value);
 }
 
 // Title, axes and the ends of their scales.
 std::string Frame(const std::string &title, double xEnd, const std::string &xUnit, double yEnd,
                   const std::string &yUnit, const std::string &yStart = "0") {
    std::string svg =
-      Print("<svg class=\"plot\" viewBox=\"0 0 %.0f %.0f\" role=\"img\" aria-label=\"", kWidth, kHeight) +
+      FormatText("<svg class=\"plot\" viewBox=\"0 0 %.0f %.0f\" role=\"img\" aria-label=\"", kWidth, kHeight) +
       Escaped(title) + "\">";
    svg += "<text x=\"0\" y=\"14\" class=\"title\">" + Escaped(title) + "</text>";
-   svg += Print("<path class=\"axis\" d=\"M%.1f %.1fV%.1fH%.1f\"/>", kLeft, kTop, kBottom, kRight);
+   svg += FormatText("<path class=\"axis\" d=\"M%.1f %.1fV%.1fH%.1f\"/>", kLeft, kTop, kBottom, kRight);
    svg += Text(kLeft, kHeight - 8, "middle", "0");
    svg += Text(X(0.5), kHeight - 8, "middle", Number(xEnd / 2));
    svg += Text(kRight, kHeight - 8, "end", Number(xEnd) + " " + xUnit);
@@ -56,8 +47,8 @@ std::string Frame(const std::string &title, double xEnd, const std::string &xUni
 }
 
 std::string Bar(const char *kind, double from, double to, double low, double high) {
-   return Print("<rect class=\"%s\" x=\"%.2f\" y=\"%.2f\" width=\"%.2f\" height=\"%.2f\"/>", kind, X(from), Y(high),
-                std::max(0.5, X(to) - X(from) - 0.5), Y(low) - Y(high));
+   return FormatText("<rect class=\"%s\" x=\"%.2f\" y=\"%.2f\" width=\"%.2f\" height=\"%.2f\"/>", kind, X(from),
+                     Y(high), std::max(0.5, X(to) - X(from) - 0.5), Y(low) - Y(high));
 }
 
 size_t Most(const std::vector<size_t> &counts) {
@@ -121,7 +112,7 @@ std::string HistogramPlot(const std::string &title, const std::vector<size_t> &c
    double line = kTop + 10;
    for (const Mark &mark : marks) {
       const double x = X(std::clamp(end > 0 ? mark.at / end : 0, 0.0, 1.0));
-      svg += Print("<path class=\"mark\" d=\"M%.1f %.1fV%.1f\"/>", x, kTop, kBottom);
+      svg += FormatText("<path class=\"mark\" d=\"M%.1f %.1fV%.1f\"/>", x, kTop, kBottom);
       const bool isLeft = x > X(0.8);
       svg += Text(isLeft ? x - 4 : x + 4, line, isLeft ? "end" : "start", mark.name + " " + Number(mark.at));
       line += 14; // neighbours do not cover each other
@@ -140,7 +131,7 @@ std::string TimePlot(const std::string &title, const std::vector<double> &values
       const auto to = values.begin() + static_cast<std::ptrdiff_t>((column + 1) * values.size() / columns);
       const double value = std::max(0.0, *std::max_element(from, to));
       const double share = columns > 1 ? static_cast<double>(column) / static_cast<double>(columns - 1) : 0;
-      points += Print("%.1f,%.1f ", X(share), Y(value / most));
+      points += FormatText("%.1f,%.1f ", X(share), Y(value / most));
    }
    return svg + "<polyline class=\"line\" points=\"" + points + "\"/></svg>";
 }
@@ -172,8 +163,8 @@ std::string WavePlot(const std::string &title, const std::vector<float> &low, co
    const auto count = static_cast<double>(low.size());
    for (size_t i = 0; i < low.size(); ++i) {
       const double x = X((static_cast<double>(i) + 0.5) / count);
-      path += Print("M%.1f %.1fV%.1f", x, Y((static_cast<double>(high[i]) + 1) / 2) - 0.3,
-                    Y((static_cast<double>(low[i]) + 1) / 2) + 0.3);
+      path += FormatText("M%.1f %.1fV%.1f", x, Y((static_cast<double>(high[i]) + 1) / 2) - 0.3,
+                         Y((static_cast<double>(low[i]) + 1) / 2) + 0.3);
    }
    return svg + "<path class=\"line\" d=\"" + path + "\"/></svg>";
 }

@@ -14,9 +14,9 @@ void ReceivedStream::Take(const uint8_t *datagram, uint32_t size) {
    if (mIsFinished) {
       return;
    }
-   mLastArrivalNs = osal::Clock::current().monotonicNs();
+   const uint64_t nowNs = osal::Clock::current().monotonicNs();
    if (const auto frame = mReassembly.Take(datagram, size)) {
-      mMeter.Note(frame->header, mLastArrivalNs);
+      mMeter.Note(frame->header, nowNs);
       mOnFrame(*frame);
    }
 }
@@ -25,11 +25,6 @@ bool ReceivedStream::HasCome(uint64_t datagrams) const {
    const std::lock_guard<std::mutex> hold(mLock);
    const StreamCounts &counts = mReassembly.Counts();
    return counts.datagrams - counts.datagramsDuplicated >= datagrams;
-}
-
-uint64_t ReceivedStream::LastArrivalNs() const {
-   const std::lock_guard<std::mutex> hold(mLock);
-   return mLastArrivalNs;
 }
 
 StreamCounts ReceivedStream::Counts() const {

@@ -25,8 +25,6 @@ public:
 
    /// Whether so many datagrams have come; each number counts once.
    [[nodiscard]] bool HasCome(uint64_t datagrams) const;
-   /// A moment of the monotonic clock; 0 before the first.
-   [[nodiscard]] uint64_t LastArrivalNs() const;
    [[nodiscard]] StreamCounts Counts() const;
 
    /// As MediaReassembly::Finish. Further datagrams are not looked at.
@@ -39,7 +37,6 @@ private:
    MediaReassembly mReassembly;
    StreamMeter mMeter;
    const OnFrame mOnFrame;
-   uint64_t mLastArrivalNs = 0;
    bool mIsFinished = false;
 };
 

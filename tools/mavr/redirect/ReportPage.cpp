@@ -1,10 +1,9 @@
 #include "tools/mavr/redirect/ReportPage.h"
 
+#include "tools/mavr/FormatText.h"
 #include "tools/mavr/redirect/Plot.h"
 
 #include <algorithm>
-#include <cstdarg>
-#include <cstdio>
 
 namespace mavr::redirect {
 namespace {
@@ -34,15 +33,6 @@ img { max-width: 100%; border-radius: 4px; } .note { opacity: .75; font-size: .9
 </style></head><body>
 )";
 
-__attribute__((format(printf, 1, 2))) std::string Print(const char *format, ...) {
-   char text[512];
-   va_list args;
-   va_start(args, format);
-   std::vsnprintf(text, sizeof text, format, args);
-   va_end(args);
-   return text;
-}
-
 unsigned long long Long(uint64_t value) {
    return value;
 }
@@ -56,8 +46,8 @@ std::string Paragraph(const char *kind, const std::string &text) {
 }
 
 std::string Spread(const Distribution &values) {
-   return Print("median %.2f ms, 90 %% %.2f, 99 %% %.2f, most %.2f", values.Median(), values.Percentile(0.9),
-                values.Percentile(0.99), values.Largest());
+   return FormatText("median %.2f ms, 90 %% %.2f, 99 %% %.2f, most %.2f", values.Median(), values.Percentile(0.9),
+                     values.Percentile(0.99), values.Largest());
 }
 
 // ---- The top --------------------------------------------------------------------------------------------------------
@@ -72,9 +62,9 @@ std::string Verdict(const SessionResult &result) {
    std::string text = "Every frame and every datagram is accounted for.";
    if (result.video) {
       const StreamCounts &counts = result.video->counts;
-      text += Print(" %llu of %llu pictures arrived whole, %.2f ms after they were captured (median).",
-                    Long(counts.framesComplete), Long(counts.framesComplete + counts.framesLost),
-                    result.video->meter.CaptureToArrival().Median());
+      text += FormatText(" %llu of %llu pictures arrived whole, %.2f ms after they were captured (median).",
+                         Long(counts.framesComplete), Long(counts.framesComplete + counts.framesLost),
+                         result.video->meter.CaptureToArrival().Median());
    }
    return Paragraph("verdict", text);
 }
@@ -85,25 +75,25 @@ std::string CountRows(const Stream &stream, const SentStream *sent, const char *
    const StreamCounts &counts = stream.counts;
    std::string rows;
    if (sent != nullptr) {
-      rows += Row("device", Print("%llu delivered, %llu kept by the recorder", Long(sent->device.delivered),
-                                  Long(sent->device.kept)) +
+      rows += Row("device", FormatText("%llu delivered, %llu kept by the recorder", Long(sent->device.delivered),
+                                       Long(sent->device.kept)) +
                                (sent->device.trouble.empty() ? "" : "; " + sent->device.trouble));
-      rows += Row(Print("%s sent", frames),
-                  Print("%llu, %llu of them not taken whole", Long(sent->sent.frames), Long(sent->sent.framesRefused)));
+      rows += Row(FormatText("%s sent", frames), FormatText("%llu, %llu of them not taken whole",
+                                                            Long(sent->sent.frames), Long(sent->sent.framesRefused)));
    }
-   rows += Row(Print("%s arrived", frames),
-               Print("%llu whole, %llu lost", Long(counts.framesComplete), Long(counts.framesLost)));
+   rows += Row(FormatText("%s arrived", frames),
+               FormatText("%llu whole, %llu lost", Long(counts.framesComplete), Long(counts.framesLost)));
    if (sent != nullptr) {
       rows += Row("datagrams sent",
-                  Print("%llu: %llu dropped by the host on their way, %llu not taken for want of room",
-                        Long(sent->sent.datagrams), Long(sent->datagramsLost), Long(sent->sent.datagramsRefused)));
+                  FormatText("%llu: %llu dropped by the host on their way, %llu not taken for want of room",
+                             Long(sent->sent.datagrams), Long(sent->datagramsLost), Long(sent->sent.datagramsRefused)));
    }
    rows += Row("datagrams arrived",
-               Print("%llu: %llu late, %llu repeated, %llu malformed; %llu never came", Long(counts.datagrams),
-                     Long(counts.datagramsLate), Long(counts.datagramsDuplicated), Long(counts.datagramsMalformed),
-                     Long(counts.datagramsLost)));
-   rows += Row(
-      "rate", Print("%.2f a second; %llu gaps in the recorder's time", stream.meter.Rate(), Long(stream.meter.Gaps())));
+               FormatText("%llu: %llu late, %llu repeated, %llu malformed; %llu never came", Long(counts.datagrams),
+                          Long(counts.datagramsLate), Long(counts.datagramsDuplicated), Long(counts.datagramsMalformed),
+                          Long(counts.datagramsLost)));
+   rows += Row("rate", FormatText("%.2f a second; %llu gaps in the recorder's time", stream.meter.Rate(),
+                                  Long(stream.meter.Gaps())));
    rows += Row("capture to arrival", Spread(stream.meter.CaptureToArrival()));
    rows += Row("sending to arrival", Spread(stream.meter.SendToArrival()));
    return rows;
@@ -132,7 +122,7 @@ std::string NumbersChecked(const PictureCheck::Result &numbers) {
       return "The pictures carry no numbers of their own (only a simulated camera with the pattern \"counter\" paints "
              "them), so frames were checked by the numbers of their datagrams alone.";
    }
-   return Print(
+   return FormatText(
       "Each picture carries its number, painted by the camera and read back here after scaling, letterbox bars "
       "passed over: %llu read, from %u to %u; %llu not readable or torn, %llu not higher than the one before. "
       "Numbers that are skipped are frames that were lost, or that the recorder did not keep.",
@@ -144,8 +134,8 @@ std::string VideoSection(const SessionResult::Video &video, const SentStream *se
                          const std::vector<uint8_t> &contactSheet) {
    std::string html = "<h2>Pictures</h2>\n<table>\n";
    html += Row("camera", video.plan.device);
-   html += Row("stream", Print("I420, %ux%u, %u a second, over a %s channel", video.plan.width, video.plan.height,
-                               video.plan.rate, video.plan.isReliable ? "reliable" : "lossy"));
+   html += Row("stream", FormatText("I420, %ux%u, %u a second, over a %s channel", video.plan.width, video.plan.height,
+                                    video.plan.rate, video.plan.isReliable ? "reliable" : "lossy"));
    html += CountRows(video, sent, "frames") + "</table>\n";
    html += Paragraph("note", NumbersChecked(video.numbers));
    if (!contactSheet.empty()) {
@@ -178,9 +168,9 @@ std::string Wave(const SessionResult::Audio &audio) {
 std::string AudioSection(const SessionResult::Audio &audio, const SentStream *sent) {
    std::string html = "<h2>Sound</h2>\n<table>\n";
    html += Row("microphone", audio.plan.device);
-   html += Row("stream", Print("16 bits, mono, %u Hz, chunks of %u ms and %u bytes, over a reliable channel",
-                               audio.plan.sampleRate, audio.plan.chunkMs, audio.plan.chunkSize));
-   html += Row("level", Print("peak %.1f dBFS, RMS %.1f dBFS", audio.peakDb, audio.rmsDb));
+   html += Row("stream", FormatText("16 bits, mono, %u Hz, chunks of %u ms and %u bytes, over a reliable channel",
+                                    audio.plan.sampleRate, audio.plan.chunkMs, audio.plan.chunkSize));
+   html += Row("level", FormatText("peak %.1f dBFS, RMS %.1f dBFS", audio.peakDb, audio.rmsDb));
    html += CountRows(audio, sent, "chunks") + "</table>\n";
    html +=
       "<p class=\"note\">The sound itself: <a href=\"sound.wav\">sound.wav</a>, with silence in the place of chunks "
@@ -191,9 +181,9 @@ std::string AudioSection(const SessionResult::Audio &audio, const SentStream *se
 std::string CpuSection(const SessionResult &result) {
    std::string html = "<h2>Processor</h2>\n<table>\n";
    if (result.end) {
-      html += Row("capturing and sending", Print("%.2f %% of a core", result.ClientPercent()));
+      html += Row("capturing and sending", FormatText("%.2f %% of a core", result.ClientPercent()));
    }
-   html += Row("receiving and checking", Print("%.2f %% of a core", result.AgentPercent()));
+   html += Row("receiving and checking", FormatText("%.2f %% of a core", result.AgentPercent()));
    return html + "</table>\n";
 }
 
@@ -218,8 +208,8 @@ std::string Base64(const std::vector<uint8_t> &bytes) {
 std::string ReportPage(const SessionResult &result, const std::vector<uint8_t> &contactSheet, const std::string &when) {
    std::string html = kHead;
    html += "<h1>Redirection report</h1>\n";
-   html += Paragraph(
-      "note", when + Print("; %.4g s asked for, %.4g %% loss on lossy channels", result.seconds, result.lossPercent));
+   html += Paragraph("note", when + FormatText("; %.4g s asked for, %.4g %% loss on lossy channels", result.seconds,
+                                               result.lossPercent));
    html += Verdict(result);
    if (result.video) {
       html += VideoSection(*result.video, result.SentVideo(), contactSheet);
