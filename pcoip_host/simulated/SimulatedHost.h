@@ -66,7 +66,6 @@ public:
    /// Whether there is a channel that the plugin should have closed and has not: a send or a receive failed, a receive
    /// lied about its size, or the host said that the channel is over.
    [[nodiscard]] bool holdsFailed() const;
-   [[nodiscard]] uint32_t stepsTaken() const { return mSteps; }
 
 private:
    friend struct SimulatedOperations;

@@ -148,13 +148,6 @@ void PrivatePipewire::Kill() {
    mDaemon->Wait(kPatience);
 }
 
-void PrivatePipewire::EndSessionManager() {
-   if (mSessionManager) {
-      mSessionManager->End();
-      mSessionManager.reset();
-   }
-}
-
 VirtualDevice::VirtualDevice(const PrivatePipewire &daemon, const std::string &program, const std::string &name,
                              std::vector<std::string> options)
     : mLog(daemon.LogPath(program + "-" + std::to_string(std::hash<std::string>{}(name))))

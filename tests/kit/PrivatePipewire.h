@@ -48,8 +48,6 @@ public:
    void Thaw();
    /// The daemon dies at once; the session manager and the virtual devices follow by themselves.
    void Kill();
-   /// The session manager ends.
-   void EndSessionManager();
 
    [[nodiscard]] const std::string &Folder() const { return mFolder.Path(); }
    [[nodiscard]] std::string SocketPath() const { return mFolder / "pipewire-0"; }
