@@ -1,7 +1,7 @@
 #!/usr/bin/env python3
 """Holds the tree against its own rules: which room may know which, one pair one name, sources listed by name, the
-map in docs/architecture.md, the settings in docs/settings.md, and platform words behind the seam only. Exits 1 and
-says what is wrong where."""
+map and the table of rooms in docs/architecture.md, the settings in docs/settings.md, and platform words behind the
+seam only. Exits 1 and says what is wrong where."""
 
 import re
 import subprocess
@@ -48,9 +48,8 @@ PLATFORM = re.compile(
     r'^\s*#\s*(?:if|ifdef|ifndef|elif).*\b(?:__APPLE__|__linux__|_WIN32)\b'
     r'|^\s*#\s*include\s*[<"](?:pipewire|spa|plist|AVFoundation|CoreAudio|CoreMedia|CoreVideo|CoreFoundation|dispatch|mach)/')
 PLATFORM_FREE = ("osal/", "tests/kit/", "tests/integration/", "bench/", "fuzz/")
-TEST_FILE = re.compile(r"(_test\.(cpp|c|h)|Test\.h|TestKit\.(h|cpp))$")
+TEST_FILE = re.compile(r"(_test\.(cpp|c|h)|TestKit\.(h|cpp))$")
 INCLUDE = re.compile(r'^\s*#\s*include\s*"([^"]+)"')
-# A source without a header of its own name: entry points, and one-function files of a family that shares a header.
 # A class whose source is too long for one file: its parts, and the header that declares them.
 PARTS = {
     "lib/log/LogFileCreate.cpp": "lib/log/LogFileOutput.h",
@@ -63,6 +62,7 @@ PARTS = {
     "lib/mfw/messageframework/propertybagerror.cpp": "lib/mfw/messageframework/propertybag.h",
     "libs/avManager/VideoRecService.cpp": "libs/avManager/VideoRec.h",
 }
+# A source without a header of its own name: entry points, and one-function files of a family that shares a header.
 NO_HEADER = re.compile(r"(_test|main|Main|Command|Fuzzer|Bench)\.(cpp|c)$")
 
 
@@ -157,6 +157,18 @@ def check_map(names, problems):
             problems.append(f"docs/architecture.md: the map names {folder}/, which does not exist")
 
 
+def check_rooms(problems):
+    """The page's table of rooms says what ALLOWED says."""
+    text = (ROOT / "docs/architecture.md").read_text(encoding="utf-8")
+    table = text[text.index("## Which room may know which"):text.index("## The seam")]
+    rows = {room: set(re.findall(r"`([^`]+)`", known))
+            for room, known in re.findall(r"^\| `([^`]+)` \| (.*) \|$", table, re.M)}
+    rows["include/mmdr"] = set()  # a header alone
+    for room in sorted(set(rows) | set(ALLOWED)):
+        if rows.get(room) != ALLOWED.get(room):
+            problems.append(f"docs/architecture.md: what {room} may know differs from ALLOWED in tests/structure_test.py")
+
+
 # A setting that is read by its name, or by a constant of the same file that holds it.
 SETTING_READ = re.compile(
     r"\b(?:RegUtils::Get(?:Bool|DWORD|String)\s*\(\s*[^,]+,|ConfigSettings::Get(?:BOOL|DWORD|String)\s*\()"
@@ -190,6 +202,7 @@ def main():
         check_pair_and_list(name, problems)
         check_length(name, lines, problems)
     check_map(names, problems)
+    check_rooms(problems)
     check_settings(names, problems)
     for problem in problems:
         print(problem)
