@@ -3,7 +3,6 @@
 
 #include "osal/Places.h"
 
-#include <cerrno>
 #include <exception>
 #include <limits>
 #include <mutex>

@@ -2,7 +2,6 @@
 
 #include "lib/log/LogEmit.h"
 
-#include <array>
 #include <atomic>
 
 static_assert(kLogBigLimit - sizeof(LogLineHeader) == 32623);

@@ -3,7 +3,6 @@
 #include "osal/apple/CoreFoundationText.h"
 
 #include <cerrno>
-#include <limits>
 #include <string>
 #include <utility>
 

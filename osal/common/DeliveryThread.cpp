@@ -3,7 +3,6 @@
 #include "osal/common/OutOfMemory.h"
 
 #include <csignal>
-#include <string>
 #include <system_error>
 
 namespace osal {

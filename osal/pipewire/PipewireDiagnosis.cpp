@@ -1,6 +1,5 @@
 #include "osal/pipewire/PipewireDiagnosis.h"
 
-#include <algorithm>
 #include <cctype>
 #include <cerrno>
 

@@ -8,7 +8,6 @@
 
 #include <algorithm>
 #include <cerrno>
-#include <utility>
 
 namespace osal {
 namespace {

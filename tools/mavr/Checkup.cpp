@@ -11,7 +11,6 @@
 #include "osal/Places.h"
 #include "osal/Platform.h"
 
-#include <algorithm>
 #include <cerrno>
 #include <cstdlib>
 #include <cstring>

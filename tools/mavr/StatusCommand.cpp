@@ -7,7 +7,6 @@
 #include "libs/utils/ConfigSettings.h"
 #include "osal/Platform.h"
 
-#include <cstdio>
 #include <memory>
 
 namespace mavr {

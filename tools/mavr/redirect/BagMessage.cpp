@@ -2,7 +2,6 @@
 
 #include "lib/mfw/messageframework/wirestring.h"
 
-#include <algorithm>
 #include <cstring>
 
 namespace mavr::redirect {
