@@ -292,31 +292,6 @@ TEST_F(DataBufQueueTest, WriteAndGetDataGivesTheAddressOfTheCopy) {
    EXPECT_EQ(mQueue.GetUsedCount(), 2);
 }
 
-TEST_F(DataBufQueueTest, ASlotThatIsAskedForAgainStillHoldsWhatTheProducerHasPutIn) {
-   ASSERT_TRUE(mQueue.Init(2, 4, 1, false));
-   DataBuffer *const slot = mQueue.GetNextWriteBuf();
-   ASSERT_NE(slot, nullptr);
-   ASSERT_TRUE(slot->Set("ab", 2));
-   ASSERT_EQ(mQueue.GetNextWriteBuf(), slot);
-   EXPECT_EQ(Text(slot), "ab");
-}
-
-TEST_F(DataBufQueueTest, ANewSetUpForgetsTheStatisticsOfTheFormer) {
-   ASSERT_TRUE(mQueue.Init(2, 4, 1, true));
-   ASSERT_TRUE(Put("a"));
-   mClock.AdvanceMs(7);
-   ASSERT_NE(mQueue.WaitRead(), nullptr);
-   DataBufQueue::Stats stats{};
-   ASSERT_TRUE(mQueue.GetStats(&stats));
-   EXPECT_EQ(stats.readTotal, 1U);
-   EXPECT_EQ(stats.lastLatency, 7U);
-   ASSERT_TRUE(mQueue.Init(2, 4, 1, true));
-   ASSERT_TRUE(mQueue.GetStats(&stats));
-   EXPECT_EQ(stats.readTotal, 0U);
-   EXPECT_EQ(stats.baseTotal, 1U);
-   EXPECT_EQ(stats.lastLatency, 0U);
-}
-
 TEST_F(DataBufQueueTest, WriteAndGetDataOfNoDataQueuesNothing) {
    ASSERT_TRUE(mQueue.InitSlots(2, 1, false));
    EXPECT_EQ(mQueue.WriteAndGetData(nullptr, 2), nullptr);
