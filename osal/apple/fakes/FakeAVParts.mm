@@ -55,11 +55,11 @@ void Arrive(void *context) {
    [delegate captureOutput:delivery->output
       didOutputSampleBuffer:(CMSampleBufferRef)delivery->buffer
              fromConnection:delivery->connection];
-   [delegate release];
-   [delivery->buffer release];
-   [delivery->connection release];
+   fakes::Release(delegate);
+   fakes::Release(delivery->buffer);
+   fakes::Release(delivery->connection);
    --state.pending;
-   [delivery->output release];
+   fakes::Release(delivery->output);
    delete delivery;
 }
 

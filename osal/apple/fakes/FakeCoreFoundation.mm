@@ -1,5 +1,6 @@
 #include "osal/apple/fakes/FakeObjects.h"
 
+#include <atomic>
 #include <cstring>
 
 @implementation FakeObject
@@ -75,6 +76,12 @@ id fakes::Object(CFTypeRef reference, const char *function) {
    return (id) const_cast<void *>(reference);
 }
 
+void fakes::Release(id object) {
+   static std::atomic<uint64_t> releases{0};
+   releases.fetch_add(1, std::memory_order_acq_rel);
+   [object release];
+}
+
 extern "C" {
 
 const CFAllocatorRef kCFAllocatorDefault = nullptr;
@@ -87,7 +94,7 @@ CFTypeRef CFRetain(CFTypeRef object) {
 
 void CFRelease(CFTypeRef object) {
    if (!IsBoolean(object)) {
-      [fakes::Object(object, "CFRelease of null") release];
+      fakes::Release(fakes::Object(object, "CFRelease of null"));
    }
 }
 

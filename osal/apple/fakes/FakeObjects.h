@@ -38,6 +38,10 @@ namespace fakes {
 /// crash, at the latest some lines further on.
 [[nodiscard]] id Object(CFTypeRef reference, const char *function);
 
+/// Releases it. GNUstep counts references where no sanitizer sees it: this makes visible that what a thread did to the
+/// object comes before another one frees it.
+void Release(id object);
+
 template <class Class>
 [[nodiscard]] Class *As(CFTypeRef reference, const char *function) {
    id object = Object(reference, function);
