@@ -16,7 +16,7 @@ from html.parser import HTMLParser
 from pathlib import Path
 
 from command_help import read_command
-from mavr_test import GIVEN, MAVR, ToolTest
+from mavr_test import GIVEN, MAVR, ToolTest, in_real_time
 
 COUNTER = {"name": "Counting Camera", "uniqueId": "count", "pattern": "counter",
            "formats": [{"width": 1280, "height": 720, "maxFrameRate": 30}]}
@@ -105,6 +105,7 @@ class Report(RedirectTest):
     def test_has_help(self):
         self.assertIn("--reliable-video", self.mavr("redirect", "--help").stdout)
 
+    @in_real_time
     def test_every_frame_and_chunk_arrives_and_is_checked(self):
         text = self.redirect().stdout
         self.assertIn("every frame and every datagram is accounted for", text)
@@ -147,6 +148,7 @@ class Report(RedirectTest):
             at += 12 + size
         self.assertEqual(len(zlib.decompress(body)), height * (1 + 3 * width))
 
+    @in_real_time
     def test_the_sound_is_the_microphones_tone(self):
         self.redirect()
         data = (self.out / "sound.wav").read_bytes()
@@ -174,6 +176,7 @@ class Report(RedirectTest):
         self.assertIn("video", self.report())
         self.assertNotEqual((self.out / "report.html").read_text(encoding="utf-8"), "old")
 
+    @in_real_time
     def test_the_preferred_devices_are_taken(self):
         other = {"name": "Other", "uniqueId": "other", "pattern": "bars"}
         self.simulate([COUNTER, other], [TONE, {"name": "Other Microphone", "uniqueId": "other", "level": 0.25}])
