@@ -120,6 +120,11 @@ protected:
          TakeChunks(&heard);
       }
       EXPECT_FALSE(seen.CameraFacts().health.ok());
+      // A machine that is too busy may have held its sound up for two seconds; then more comes.
+      for (const Time::time_point end = Time::now() + seconds(20); !heard.Facts().health.ok() && Time::now() < end;) {
+         WaitForSingleObject(event, 20);
+         TakeChunks(&heard);
+      }
       EXPECT_TRUE(heard.Facts().health.ok()) << heard.Facts().health.reason;
       TakeFrames(&seen, &former);
       EXPECT_TRUE(seen.Close());
