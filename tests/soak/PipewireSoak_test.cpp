@@ -121,7 +121,7 @@ protected:
       }
       EXPECT_FALSE(seen.CameraFacts().health.ok());
       // A machine that is too busy may have held its sound up for two seconds; then more comes.
-      for (const Time::time_point end = Time::now() + seconds(20); !heard.Facts().health.ok() && Time::now() < end;) {
+      for (const Time::time_point last = Time::now() + seconds(20); !heard.Facts().health.ok() && Time::now() < last;) {
          WaitForSingleObject(event, 20);
          TakeChunks(&heard);
       }
