@@ -13,9 +13,10 @@ namespace osal {
 /// The buffers of one stream, and the one that is lent.
 ///
 /// One at a time, and until the next picture comes: a camera has few buffers, which all that watch it share, and never
-/// gets back those that a stream has when it ends. Owner: the stream. Threads: its loop. Life cycle: Add for each
-/// buffer
-/// -> Lend, TakeBack -> Remove each, or RemoveAll before the stream's memory goes -> destroyed.
+/// gets back those that a stream has when it ends.
+///
+/// Owner: the stream. Threads: its loop. Locks: none. Life cycle: Add for each buffer -> Lend, TakeBack -> Remove each,
+/// or RemoveAll before the stream's memory goes -> destroyed.
 class BufferTable {
 public:
    /// One that is lent, one that is about to come back, one that the camera fills, one that is on its way. With fewer

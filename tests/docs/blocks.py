@@ -279,12 +279,17 @@ def doctor_says(block, box, check, **more):
     return findings[0]["result"]
 
 
-def run_toml(block, box):
+def run_file_of_the_user(block, box, name, check):
+    """As a file of the user's configuration folder, in which the doctor's `check` finds it."""
     folder = box.fresh("")
     (folder / "corvane").mkdir(parents=True)
-    (folder / "corvane/config.toml").write_text(block.text, encoding="utf-8")
-    if str(folder) not in doctor_says(block, box, "configuration", XDG_CONFIG_HOME=str(folder)):
-        raise BlockError(f"{block.where()}: the configuration was not read")
+    (folder / "corvane" / name).write_text(block.text, encoding="utf-8")
+    if str(folder) not in doctor_says(block, box, check, XDG_CONFIG_HOME=str(folder)):
+        raise BlockError(f"{block.where()}: {name} was not read")
+
+
+def run_toml(block, box):
+    run_file_of_the_user(block, box, "config.toml", "configuration")
 
 
 def run_json(block, box):
@@ -298,11 +303,7 @@ def run_json(block, box):
 
 
 def run_xml(block, box):
-    folder = box.fresh("")
-    (folder / "corvane").mkdir(parents=True)
-    (folder / "corvane/com.corvane.mavr.plist").write_text(block.text, encoding="utf-8")
-    if str(folder) not in doctor_says(block, box, "settings file", XDG_CONFIG_HOME=str(folder)):
-        raise BlockError(f"{block.where()}: the settings were not read")
+    run_file_of_the_user(block, box, "com.corvane.mavr.plist", "settings file")
 
 
 def run_log(block, _):
