@@ -4,6 +4,7 @@
 #include "bench/Harness.h"
 
 #include "lib/log/Log.h"
+#include "tests/kit/TempDir.h"
 
 #include <benchmark/benchmark.h>
 #include <spdlog/sinks/basic_file_sink.h>
@@ -21,22 +22,6 @@ namespace {
 constexpr size_t kLineSize = 100;
 constexpr LogRouting kFilteredLevel = 8; // "debug", where the file takes "info"
 constexpr off_t kLargestFile = 64 << 20;
-
-// A folder for this run, removed at the end.
-class Folder {
-public:
-   Folder() {
-      char pattern[] = "/tmp/bench-log-XXXXXX";
-      mPath = mkdtemp(pattern);
-   }
-   ~Folder() { std::filesystem::remove_all(mPath); }
-   Folder(const Folder &) = delete;
-   Folder &operator=(const Folder &) = delete;
-   [[nodiscard]] std::string operator/(const char *name) const { return mPath + "/" + name; }
-
-private:
-   std::string mPath;
-};
 
 // What the log's prefix leaves of a line, and what spdlog's does.
 const std::string kOurText(kLineSize - 1 - std::string("2026-11-12T18:30:00.123Z In(05) bench_log ").size(), 'x');
@@ -97,7 +82,7 @@ bench::Sampler Bounded(std::string path, bench::Sampler sample) {
 
 int main(int argc, char **argv) {
    bench::Report report(argc, argv);
-   const Folder folder;
+   const kit::TempDir folder;
    setenv("XDG_STATE_HOME", (folder / "state").c_str(), 1);
    const std::string ours = folder / "ours.log";
    const std::string plain = folder / "plain.log";

@@ -7,6 +7,7 @@
 #include "lib/mfw/common/logger.h"
 #include "libs/utils/ConfigSettings.h"
 #include "libs/utils/RegUtils.h"
+#include "tests/kit/TempDir.h"
 
 #include <benchmark/benchmark.h>
 #include <nlohmann/json.hpp>
@@ -16,7 +17,6 @@
 #include <gio/gsettingsbackend.h>
 
 #include <cstdlib>
-#include <filesystem>
 #include <fstream>
 #include <string>
 #include <unordered_map>
@@ -27,22 +27,6 @@ constexpr int kOtherKeys = 40;
 const std::string kText = "Integrated Camera#0x1420000004f2b6d9-usb1"; // 41 bytes
 constexpr uint32_t kNumber = 12345;
 
-// A folder for this run, removed at the end.
-class Folder {
-public:
-   Folder() {
-      char pattern[] = "/tmp/bench-settings-XXXXXX";
-      mPath = mkdtemp(pattern);
-   }
-   ~Folder() { std::filesystem::remove_all(mPath); }
-   Folder(const Folder &) = delete;
-   Folder &operator=(const Folder &) = delete;
-   [[nodiscard]] const std::string &Path() const { return mPath; }
-
-private:
-   std::string mPath;
-};
-
 void FillOurs() {
    RegUtils::SetString("", "text", kText);
    RegUtils::SetDWORD("", "number", kNumber);
@@ -52,7 +36,7 @@ void FillOurs() {
 }
 
 // Null when the schema compiler is missing.
-GSettings *OpenGSettings(const Folder &folder) {
+GSettings *OpenGSettings(const kit::TempDir &folder) {
    std::ofstream schema(folder.Path() + "/bench.gschema.xml");
    schema << "<schemalist><schema id='bench' path='/bench/'><key name='text' type='s'><default>''</default></key>"
              "<key name='number' type='u'><default>0</default></key>";
@@ -92,7 +76,7 @@ bench::Sampler Each(Operation operation) {
 
 int main(int argc, char **argv) {
    bench::Report report(argc, argv);
-   const Folder folder;
+   const kit::TempDir folder;
    setenv("XDG_CONFIG_HOME", folder.Path().c_str(), 1);
    logger::SetDropBelow(logger::DEBUG); // as a user's settings have it
    ConfigSettings::Init();
