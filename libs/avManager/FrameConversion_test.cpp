@@ -52,6 +52,9 @@ size_t PictureSize(uint32_t width, uint32_t height) {
 std::vector<uint8_t> Converted(const BiPlanarFrame &frame, uint32_t width, uint32_t height, int32_t mode) {
    IntermediateImage image;
    EXPECT_TRUE(image.Setup(frame.mWidth, frame.mHeight));
+   // Else it might be the memory of the image before, where the same frame's rows stand already.
+   const size_t chromaRows = (size_t{frame.mHeight} + 1) / 2;
+   std::memset(image.U(), kOld, 2 * chromaRows * static_cast<size_t>(image.ChromaBytesPerRow()));
    const kit::GuardedMemory picture(PictureSize(width, height), kOld);
    EXPECT_TRUE(ConvertFrame(frame, image, {picture.Data(), width, height, mode}));
    EXPECT_TRUE(picture.IsIntactBefore());
@@ -115,6 +118,23 @@ TEST(FrameConversion, EqualsTheTwoStepsAtExactlyHalfTheSize) {
             ASSERT_EQ(Converted(noisy.frame, width, height + 8, mode), Described(noisy.frame, width, height + 8, mode))
                << "bars: " << width << "x" << height << " " << mode;
          }
+      }
+   }
+}
+
+TEST(FrameConversion, SplitsNoChromaRowThatThePictureAtHalfTheSizeDoesNotTake) {
+   const NoisyFrame noisy(16, 8);
+   const uint8_t *const chroma = noisy.frame.mChroma;
+   IntermediateImage image;
+   ASSERT_TRUE(image.Setup(16, 8));
+   std::memset(image.U(), kOld, 64);
+   std::vector<uint8_t> picture(PictureSize(8, 4));
+   ASSERT_TRUE(ConvertFrame(noisy.frame, image, {picture.data(), 8, 4, kScaleLetterbox}));
+   for (size_t row = 0; row < 4; ++row) {
+      for (size_t column = 0; column < 8; ++column) {
+         const bool isTaken = row % 2 == 1;
+         EXPECT_EQ(image.U()[row * 8 + column], isTaken ? chroma[row * 16 + column * 2] : kOld);
+         EXPECT_EQ(image.V()[row * 8 + column], isTaken ? chroma[row * 16 + column * 2 + 1] : kOld);
       }
    }
 }

@@ -191,7 +191,7 @@ bool DataBufQueue::Write(const void *data, int32_t size, const void *side, int32
    if (!mIsInit.load(std::memory_order_acquire)) {
       return false;
    }
-   int32_t slot = 0;
+   int32_t slot = kNoSlot;
    if (!CanWrite(&slot)) {
       MAVR_LOG_TRACE("there exist pending data in buffer %d", slot);
       return false;
@@ -207,14 +207,14 @@ bool DataBufQueue::WriteLocked(const void *data, int32_t size, const void *side,
 
 bool DataBufQueue::WriteNoCopy(void *data, int32_t size, const void *side, int32_t sideSize) {
    const SideCheck::Use use(mProducer);
-   int32_t slot = 0;
+   int32_t slot = kNoSlot;
    return mIsInit.load(std::memory_order_acquire) && CanWrite(&slot) &&
           mBuffers[static_cast<size_t>(slot)].Attach(data, size) && FinishWrite(slot, side, sideSize);
 }
 
 uint8_t *DataBufQueue::WriteAndGetData(const void *data, int32_t size, const void *side, int32_t sideSize) {
    const SideCheck::Use use(mProducer);
-   int32_t slot = 0;
+   int32_t slot = kNoSlot;
    if (!mIsInit.load(std::memory_order_acquire) || !CanWrite(&slot)) {
       return nullptr;
    }

@@ -106,6 +106,47 @@ TEST(FrameCounter, SurvivesBlurAndNoise) {
    EXPECT_EQ(plane.Read(), 123456u);
 }
 
+struct Rim {
+   size_t block; // pixels along its side
+   size_t rim;   // of them, on either side, that do not count
+};
+constexpr Rim kRims[] = {{1, 0}, {2, 0}, {3, 0}, {4, 0}, {5, 1}, {8, 1}, {9, 2}, {12, 2}, {13, 3}, {17, 4}};
+constexpr uint32_t kStriped = 0x0123ABCD;
+
+/// The number in blocks as little bright and dark as is still told apart, and of the columns (or rows) of each that are
+/// `depth` pixels from its sides the utmost opposite.
+Plane Striped(size_t block, size_t depth, bool inColumns) {
+   Plane plane = Painted(kStriped, 10 * block, 10 * block);
+   for (size_t y = block; y < 9 * block; ++y) {
+      for (size_t x = block; x < 9 * block; ++x) {
+         const size_t at = (inColumns ? x : y) % block;
+         const bool isBright = plane.At(x, y) == 210;
+         if (at == depth || block - 1 - at == depth) {
+            plane.At(x, y) = isBright ? 0 : 255;
+         } else {
+            plane.At(x, y) = isBright ? 126 : 125;
+         }
+      }
+   }
+   return plane;
+}
+
+TEST(FrameCounter, TheOuterQuarterOfABlockDoesNotCount) {
+   for (const auto &[block, rim] : kRims) {
+      for (size_t depth = 0; depth < rim; ++depth) {
+         EXPECT_EQ(Striped(block, depth, true).Read(), kStriped) << block << " " << depth;
+         EXPECT_EQ(Striped(block, depth, false).Read(), kStriped) << block << " " << depth;
+      }
+   }
+}
+
+TEST(FrameCounter, AllThatIsInsideTheOuterQuarterOfABlockCounts) {
+   for (const auto &[block, rim] : kRims) {
+      EXPECT_EQ(Striped(block, rim, true).Read(), ~kStriped) << block;
+      EXPECT_EQ(Striped(block, rim, false).Read(), ~kStriped) << block;
+   }
+}
+
 TEST(FrameCounter, ATornPictureIsNoNumber) {
    for (const uint32_t number : {0u, 1u, 254u, 255u, 65535u, 1u << 24}) {
       const Plane upper = Painted(number + 1, 100, 100);

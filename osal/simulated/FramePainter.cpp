@@ -26,7 +26,7 @@ Colour ColourOf(double red, double green, double blue) {
 
 /// From `first` to `last` in `count` steps, rounded down.
 uint8_t Ramp(size_t step, size_t count, int first, int last) {
-   const int64_t steps = count > 1 ? static_cast<int64_t>(count) - 1 : 1;
+   const int64_t steps = std::max<int64_t>(static_cast<int64_t>(count) - 1, 1);
    return static_cast<uint8_t>(first + (last - first) * static_cast<int64_t>(step) / steps);
 }
 

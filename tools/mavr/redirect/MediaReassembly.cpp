@@ -69,13 +69,10 @@ MediaReassembly::Kind MediaReassembly::Judge(const MediaHeader &header, uint64_t
 }
 
 void MediaReassembly::NoteSequence(uint64_t sequence) {
-   if (sequence >= mSequences) {
-      // Numbers that are passed over have not come yet.
-      for (uint64_t number = std::max(mSequences, sequence >= kRecent ? sequence - kRecent : 0); number < sequence;
-           ++number) {
-         mRecent[number % kRecent] = false;
-      }
-      mSequences = sequence + 1;
+   // Numbers that are passed over have not come yet.
+   mSequences = std::max(mSequences, sequence - std::min(sequence, kRecent));
+   for (; mSequences <= sequence; ++mSequences) {
+      mRecent[mSequences % kRecent] = false;
    }
    mRecent[sequence % kRecent] = true;
    ++mDistinct;

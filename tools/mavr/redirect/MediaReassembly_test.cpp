@@ -122,6 +122,17 @@ TEST(MediaReassembly, AFrameIsGivenUpWhenTheFourthAfterItComes) {
    EXPECT_EQ(receiver->Counts().datagramsLost, 0U) << "late is not lost";
 }
 
+TEST(MediaReassembly, AFrameIsNotGivenUpWithTheOneBeforeIt) {
+   Receiver receiver;
+   receiver.Take(Nth(0));
+   receiver.Take(Nth(3));
+   receiver.Take(Nth(12));
+   EXPECT_EQ(receiver->Counts().framesLost, 1U);
+   EXPECT_EQ(receiver.Take(Nth(4)), -1);
+   EXPECT_EQ(receiver.Take(Nth(5)), 1);
+   EXPECT_EQ(receiver->Counts().datagramsLate, 0U);
+}
+
 TEST(MediaReassembly, TellsTheEarliestTimeOfSending) {
    MediaReassembly reassembly(Stream::kVideo, kLargestFrame);
    std::optional<MediaReassembly::Frame> frame;
@@ -188,6 +199,32 @@ TEST(MediaReassembly, NumbersFarBehindCountAsRepeated) {
    EXPECT_EQ(receiver->Counts().datagramsDuplicated, 1U);
    receiver.Take(Datagram(100'000 - 60'000, 10, 1));
    EXPECT_EQ(receiver->Counts().datagramsDuplicated, 1U);
+}
+
+TEST(MediaReassembly, The65536thNumberBehindIsTheLastThatIsNotTakenForARepeatedOne) {
+   Receiver receiver;
+   receiver.Take(Datagram(65'536, 10, 0));
+   EXPECT_EQ(receiver.Take(Datagram(0, 10, 1)), -1) << "65537 behind the next one";
+   EXPECT_EQ(receiver->Counts().datagramsDuplicated, 1U);
+   EXPECT_EQ(receiver.Take(Datagram(1, 10, 1)), -1);
+   EXPECT_EQ(receiver.Take(Datagram(2, 10, 2)), 10);
+   EXPECT_EQ(receiver->Counts(), (StreamCounts{4, 65'534, 1, 0, 0, 1, 7, 0}));
+}
+
+TEST(MediaReassembly, NoNumberIsTakenForTheOne65536BeforeIt) {
+   Receiver receiver;
+   uint32_t number = 0;
+   for (; number < 70'000; ++number) {
+      ASSERT_EQ(receiver.Take(Datagram(number, number, 0, 1)), int64_t{number});
+   }
+   // Passed over, and come after all: 5000 of them 65536 behind one that came.
+   receiver.Take(Datagram(number + 65'535, number, 0));
+   for (uint32_t late = number; late < number + 65'535; ++late) {
+      receiver.Take(Datagram(late, 0, 0));
+   }
+   EXPECT_EQ(receiver->Counts().datagramsDuplicated, 0U);
+   EXPECT_EQ(receiver->Counts().datagramsLost, 0U);
+   EXPECT_EQ(receiver->Counts().datagramsLate, 65'535U);
 }
 
 TEST(MediaReassembly, AFrameOfOneSizeFollowsOneOfAnother) {
