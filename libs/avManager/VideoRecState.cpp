@@ -6,9 +6,7 @@
 #include "lib/mfw/common/logger.h"
 
 VideoRecState::VideoRecState()
-    : mDelayMS(AppTweakSettings::GetWCamIdleToActiveDelay()) {
-   mInactiveTimer.Ticks(ThreadStopwatch::Command::RestartRunning);
-}
+    : mDelayMS(AppTweakSettings::GetWCamIdleToActiveDelay()) {}
 
 bool VideoRecState::ResetError() {
    if (mState != VS_Error) {

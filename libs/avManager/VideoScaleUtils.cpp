@@ -46,15 +46,15 @@ void SetAxes(ScaleCopyParams &params, const Axis &x, const Axis &y) {
    params.mDstCopyHeight = y.dstLength;
 }
 
-// Luma bytes of an image, or -1 when its rows are too short or it is too large for 32-bit sizes.
+// Luma bytes of an image, or 0 when its rows are too short or it is too large for 32-bit sizes.
 int32_t LumaSize(int32_t stride, int32_t width, int32_t height) {
    const int64_t size = int64_t{stride} * height;
-   return stride >= width && size <= INT32_MAX ? static_cast<int32_t>(size) : -1;
+   return stride >= width && size <= INT32_MAX ? static_cast<int32_t>(size) : 0;
 }
 
 bool LocateSource(ScaleCopyParams &params, int32_t chromaStride) {
    const int32_t size = LumaSize(params.mSrcStride, params.mSrcWidth, params.mSrcHeight);
-   if (size < 0) {
+   if (size == 0) {
       MAVR_LOG_ERROR("%s - Invalid source layout %dx%d, stride %d", "PrepareScaleCopy", params.mSrcWidth,
                      params.mSrcHeight, params.mSrcStride);
       return false;
@@ -75,7 +75,7 @@ bool LocateSource(ScaleCopyParams &params, int32_t chromaStride) {
 
 bool LocateDestination(ScaleCopyParams &params) {
    const int32_t size = LumaSize(params.mDstStride, params.mDstWidth, params.mDstHeight);
-   if (params.mDstBase == nullptr || size < 0) {
+   if (params.mDstBase == nullptr || size == 0) {
       MAVR_LOG_ERROR("%s - Invalid destination layout %dx%d, stride %d, at %p", "PrepareScaleCopy", params.mDstWidth,
                      params.mDstHeight, params.mDstStride, static_cast<void *>(params.mDstBase));
       return false;

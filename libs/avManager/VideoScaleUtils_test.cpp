@@ -264,6 +264,14 @@ TEST(VideoScaleUtils, RefusesLayoutsThatHoldNoSuchImage) {
    EXPECT_FALSE(PrepareScaleCopy(images.params));
 }
 
+TEST(VideoScaleUtils, TakesALayoutWhoseLumaSizeIsTheLargestNumber) {
+   Images images(Sizes(kScaleFill, 2, 1, 2, 1));
+   images.params.mSrcStride = 2147483647;
+   ASSERT_TRUE(PrepareScaleCopy(images.params));
+   EXPECT_EQ(images.params.mSrcU - images.source.Data(), 2147483647);
+   EXPECT_EQ(images.params.mSrcV - images.source.Data(), 2147483647 + 536870911LL);
+}
+
 TEST(VideoScaleUtils, RefusesChromaRowsOfTheirOwnThatAreTooShortAndAContiguousImageWithSuch) {
    Images images(Sizes(kScaleFill, 15, 8, 8, 8));
    ScaleCopyParams p = images.params;
@@ -352,6 +360,16 @@ TEST(VideoScaleUtils, LeavesBlackForASourceThatTheScalerRefuses) {
    Images tall(Sizes(kScaleFill, 3, 32769, 3, 32769)); // of odd sizes, whose planes are scaled one by one
    ASSERT_TRUE(ScaleI420Frame(tall.params));
    EXPECT_EQ(tall.Result()[0], kOld) << "covered by the picture, so that nothing is painted";
+}
+
+TEST(VideoScaleUtils, TakesTheLongestSourceThatTheScalerTakes) {
+   for (const auto &[width, height] : {std::pair{3, 32768}, {32768, 3}}) {
+      Images images(
+         Sizes(kScaleFill, width, height, width, height)); // of odd sizes, whose planes are scaled one by one
+      ASSERT_TRUE(ScaleI420Frame(images.params));
+      EXPECT_EQ(std::memcmp(images.destination.Data(), images.source.Data(), size_t{3} * 32768), 0)
+         << width << "x" << height;
+   }
 }
 
 TEST(VideoScaleUtils, NeverReadsOrWritesOutsideItsImagesAtAnySize) {

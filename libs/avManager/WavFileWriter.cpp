@@ -20,11 +20,7 @@ bool WavFileWriter::Open(const std::string &path, int32_t mode) {
       return false;
    }
    mFile = OpenPlainFileForWriting(path);
-   if (mFile == nullptr) {
-      return false;
-   }
-   mFileMode = mode;
-   return true;
+   return mFile != nullptr;
 }
 
 bool WavFileWriter::WriteHeader(uint32_t rate, uint16_t channels) {
@@ -51,5 +47,4 @@ bool WavFileWriter::WriteBytes(const void *data, size_t size) {
 
 void WavFileWriter::Close() {
    mFile.reset();
-   mFileMode = 0;
 }

@@ -34,5 +34,4 @@ public:
 
 private:
    PlainFile mFile;
-   int32_t mFileMode = 0;
 };

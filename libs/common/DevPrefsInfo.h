@@ -37,8 +37,8 @@ private:
    struct Entry {
       DevicePrefs first;
       DevicePrefs second;
-      uint8_t hasWebcam = 0;
-      uint8_t hasAudio = 0;
+      bool hasWebcam = false;
+      bool hasAudio = false;
    };
 
    std::map<uint32_t, Entry> mEntries;

@@ -19,6 +19,18 @@ TEST(DataBufQueueReuse, ASlotThatIsAskedForAgainStillHoldsWhatTheProducerHasPutI
    EXPECT_EQ(std::string(slot->GetData(), slot->GetEnd()), "ab");
 }
 
+TEST(DataBufQueueReuse, ASlotThatWasAskedForAndThenWrittenByCopyIsTheReadersWithItsSide) {
+   DataBufQueue queue;
+   ASSERT_TRUE(queue.Init(2, 4, 1, false));
+   ASSERT_NE(queue.GetNextWriteBuf(), nullptr);
+   ASSERT_TRUE(queue.Write("a", 1));
+   EXPECT_TRUE(queue.SetWriteSide("s", 1)); // of the slot behind it
+   EXPECT_EQ(queue.GetReadSide()->GetLength(), 0);
+   ASSERT_TRUE(queue.Write("b", 1));
+   ASSERT_TRUE(queue.CommitRead());
+   EXPECT_EQ(queue.GetReadSide()->GetLength(), 1);
+}
+
 TEST(DataBufQueueReuse, ANewSetUpForgetsTheStatisticsOfTheFormer) {
    kit::ManualClock clock;
    DataBufQueue queue;

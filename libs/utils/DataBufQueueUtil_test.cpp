@@ -121,6 +121,13 @@ TEST_F(DataBufQueueTest, CountsAndSizesThatCannotBeAreRefused) {
    EXPECT_TRUE(mQueue.Init(2, 0, -5, false));
 }
 
+TEST_F(DataBufQueueTest, TakesAMillionSlotsAndNoMore) {
+   EXPECT_TRUE(mQueue.InitSlots(1'048'576, 1, false));
+   EXPECT_EQ(mQueue.GetFreeCount(), 1'048'576);
+   EXPECT_FALSE(mQueue.InitSlots(1'048'577, 1, false));
+   EXPECT_FALSE(mQueue.IsActive());
+}
+
 TEST_F(DataBufQueueTest, ASecondInitStartsAnew) {
    ASSERT_TRUE(mQueue.Init(3, 4, 1, false));
    ASSERT_TRUE(Put("ab"));

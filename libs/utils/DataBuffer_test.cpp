@@ -51,7 +51,11 @@ TEST(DataBuffer, CreateGivesZeroedMemoryWithAReserveThatDoesNotCount) {
    ASSERT_TRUE(buffer.Create(2, 0)); // the old memory goes; the leak sanitizer looks
    EXPECT_EQ(buffer.GetCapacity(), 2);
    EXPECT_LE(buffer.GetLength(), 2);
+   ASSERT_NE(buffer.Consume(2), nullptr);
+   ASSERT_TRUE(buffer.Create(1, 0));
+   EXPECT_EQ(Sizes(buffer), (S{1, 1, 1, 0})) << "length and what was read of it are cut";
    ASSERT_TRUE(buffer.Create(0, 0));
+   EXPECT_EQ(Sizes(buffer), (S{0, 0, 0, 0}));
    EXPECT_NE(buffer.GetData(), nullptr);
 }
 
@@ -322,6 +326,14 @@ TEST(DataBuffer, RequiredCopyFromSetsTheCapacityAndNotTheLength) {
    ASSERT_TRUE(Put(to, "12345"));
    ASSERT_TRUE(to.CopyFrom(from));
    EXPECT_EQ(Text(to), "abc"); // a length above the capacity is cut
+   ASSERT_TRUE(to.Create(5, 0));
+   ASSERT_TRUE(Put(to, "12345"));
+   ASSERT_NE(to.Consume(4), nullptr);
+   ASSERT_TRUE(to.CopyFrom(from));
+   EXPECT_EQ(to.GetUnread(), 0) << "and what was read of it with it";
+   to.SetLength(0);
+   ASSERT_TRUE(to.CopyFrom(from));
+   EXPECT_EQ(to.GetUnread(), 0);
 }
 
 TEST(DataBuffer, RequiredResetLeavesLengthAndOffsetWhereCapacityOrLengthIsZero) {

@@ -11,9 +11,7 @@ bool SlotIndex::Create(int32_t count) {
 }
 
 void SlotIndex::Drop() {
-   mEntries.reset();
-   mAddressOf.reset();
-   mUsed = 0;
+   *this = SlotIndex();
 }
 
 int32_t SlotIndex::LowerBound(uintptr_t address) const {

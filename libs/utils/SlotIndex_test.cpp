@@ -43,6 +43,17 @@ TEST(SlotIndex, AnEntryMayBeMarkedUntilTheNextRecord) {
    EXPECT_EQ(At(index, &memory), 0);
 }
 
+TEST(SlotIndex, ADroppedOneKnowsNoAddress) {
+   const char memory = 0;
+   SlotIndex index;
+   ASSERT_TRUE(index.Create(1));
+   index.Record(0, &memory);
+   index.Drop();
+   EXPECT_EQ(At(index, &memory), -100);
+   ASSERT_TRUE(index.Create(1));
+   EXPECT_EQ(At(index, &memory), -100);
+}
+
 TEST(SlotIndex, ItAgreesWithAMapWhateverIsRecorded) {
    constexpr int32_t kSlots = 5;
    const char memory[8] = {};

@@ -5,8 +5,12 @@
 
 namespace osal {
 
+uint64_t DeliveryPace::EndNs(uint64_t periods) const {
+   return static_cast<uint64_t>(std::llround(static_cast<double>(periods) * mPeriodNs));
+}
+
 uint64_t DeliveryPace::DueNs(uint64_t index) const {
-   return static_cast<uint64_t>(std::llround(static_cast<double>(index + 1) * mPeriodNs));
+   return EndNs(index + 1);
 }
 
 uint64_t DeliveryPace::CountDue(uint64_t elapsedNs) const {
@@ -14,7 +18,7 @@ uint64_t DeliveryPace::CountDue(uint64_t elapsedNs) const {
    while (DueNs(count) <= elapsedNs) {
       ++count;
    }
-   while (count > 0 && DueNs(count - 1) > elapsedNs) {
+   while (EndNs(count) > elapsedNs) {
       --count;
    }
    return count;
@@ -22,7 +26,7 @@ uint64_t DeliveryPace::CountDue(uint64_t elapsedNs) const {
 
 uint64_t DeliveryPace::Following(uint64_t index, uint64_t countDue, Late late) {
    const uint64_t kept = late == Late::Deliver ? kBacklog : 0;
-   return std::max(index + 1, countDue > kept ? countDue - kept : 0);
+   return std::max(index + 1, countDue - std::min(countDue, kept));
 }
 
 } // namespace osal

@@ -24,6 +24,8 @@ public:
    static constexpr uint64_t kBacklog = 10;
 
 private:
+   [[nodiscard]] uint64_t EndNs(uint64_t periods) const;
+
    double mPeriodNs;
 };
 

@@ -31,6 +31,12 @@ TEST(DeliveryPace, CountingIsTheInverseOfBeingDue) {
    }
 }
 
+TEST(DeliveryPace, CountsToTheNanosecondEvenWhereADoubleDoesNot) {
+   const DeliveryPace pace(1000);
+   EXPECT_EQ(pace.CountDue(9'999'999'999'999'999), 9'999'999'999U) << "after 115 days";
+   EXPECT_EQ(pace.CountDue(10'000'000'000'000'000), 10'000'000'000U);
+}
+
 TEST(DeliveryPace, LateOnesArePassedOverOrDeliveredUpToTheBacklog) {
    using Late = DeliveryPace::Late;
    // index, due by now, discarding, delivering

@@ -1,6 +1,7 @@
 #include "osal/simulated/FrameCounter.h"
 
 #include <array>
+#include <bit>
 #include <cstring>
 
 namespace osal {
@@ -42,6 +43,17 @@ Rectangle Block(const Rectangle &picture, size_t column, size_t row) {
 void FillBlock(const Rectangle &block, uint8_t value, uint8_t *luma, size_t stride) {
    for (size_t y = block.top; y < block.top + block.height; ++y) {
       std::memset(luma + y * stride + block.left, value, block.width);
+   }
+}
+
+/// Paints the bits of `rows` that are not those of `before`, which the picture shows.
+void PaintChanges(const Rows &before, const Rows &rows, const Rectangle &picture, uint8_t *luma, size_t stride) {
+   for (size_t row = 0; row < kBits; ++row) {
+      for (unsigned changed = before[row] ^ rows[row]; changed != 0; changed &= changed - 1) {
+         const auto bit = static_cast<size_t>(std::countr_zero(changed));
+         const bool isBright = (rows[row] >> bit & 1) != 0;
+         FillBlock(Block(picture, bit + 1, row + 1), isBright ? kBright : kDark, luma, stride);
+      }
    }
 }
 
@@ -87,30 +99,15 @@ std::optional<Rectangle> FindPicture(const uint8_t *luma, size_t stride, size_t 
 } // namespace
 
 void PaintFrameCounter(uint32_t number, uint8_t *luma, size_t stride, size_t width, size_t height) {
-   FillBlock({0, 0, width, height}, kBright, luma, stride);
    const Rectangle picture{0, 0, width, height};
-   const Rows rows = RowsOf(number);
-   for (size_t row = 0; row < kBits; ++row) {
-      for (size_t bit = 0; bit < kBits; ++bit) {
-         if ((rows[row] >> bit & 1) == 0) {
-            FillBlock(Block(picture, bit + 1, row + 1), kDark, luma, stride);
-         }
-      }
-   }
+   FillBlock(picture, kBright, luma, stride);
+   Rows bright{};
+   bright.fill(0xFF);
+   PaintChanges(bright, RowsOf(number), picture, luma, stride);
 }
 
 void RepaintFrameCounter(uint32_t former, uint32_t number, uint8_t *luma, size_t stride, size_t width, size_t height) {
-   const Rectangle picture{0, 0, width, height};
-   const Rows before = RowsOf(former);
-   const Rows rows = RowsOf(number);
-   for (size_t row = 0; row < kBits; ++row) {
-      for (size_t bit = 0; bit < kBits; ++bit) {
-         const bool isBright = (rows[row] >> bit & 1) != 0;
-         if (isBright != ((before[row] >> bit & 1) != 0)) {
-            FillBlock(Block(picture, bit + 1, row + 1), isBright ? kBright : kDark, luma, stride);
-         }
-      }
-   }
+   PaintChanges(RowsOf(former), RowsOf(number), {0, 0, width, height}, luma, stride);
 }
 
 std::optional<uint32_t> ReadFrameCounter(const uint8_t *luma, size_t stride, size_t width, size_t height) {

@@ -91,6 +91,8 @@ TEST(FramePainter, NoiseIsTheSameInEveryRunAndAnotherInEachFrame) {
    EXPECT_NE(first, Fresh(SimulatedPattern::Noise, {64, 64}, 1));
    const std::array<uint8_t, 4> begin = {first[0], first[1], first[2], first[3]};
    EXPECT_EQ(begin, (std::array<uint8_t, 4>{0xAF, 0xCD, 0x1D, 0x7B}));
+   const std::array<uint8_t, 4> secondRow = {first[64], first[65], first[66], first[67]};
+   EXPECT_EQ(secondRow, (std::array<uint8_t, 4>{0xA6, 0xB0, 0x8C, 0x36}));
    double sum = 0;
    for (const uint8_t value : first) {
       sum += value;

@@ -22,6 +22,15 @@ TEST(LossPlan, LosesTheShareThatWasAskedFor) {
    }
 }
 
+TEST(LossPlan, IsTheSameOnEveryMachineAndInEveryVersion) {
+   const LossPlan plan(7, "video", 500'000);
+   uint64_t lost = 0;
+   for (uint64_t number = 0; number < 64; ++number) {
+      lost |= uint64_t{plan.IsLost(number)} << number;
+   }
+   EXPECT_EQ(lost, 0xEF8F573CE95EBE1D);
+}
+
 TEST(LossPlan, RepeatsWithTheSeedAndDiffersWithSeedAndChannel) {
    const LossPlan plan(7, "video", 500'000);
    const LossPlan same(7, "video", 500'000);

@@ -7,7 +7,9 @@
 #include <climits>
 #include <functional>
 #include <gtest/gtest.h>
+#include <iterator>
 #include <string>
+#include <string_view>
 #include <vector>
 
 namespace CORE {
@@ -163,6 +165,34 @@ TEST(PropertyBagName, EqualsInAnyCaseFromTheFirstByteToTheLast) {
    EXPECT_FALSE(name == PropertyBagName("EightByt and")) << "is shorter";
    EXPECT_FALSE(PropertyBagName("a") == PropertyBagName(std::string_view("a\0", 2)));
    EXPECT_TRUE(PropertyBagName("") == PropertyBagName(static_cast<const char *>(nullptr)));
+}
+
+TEST(PropertyBagName, TheHeadIsTheFirstEightBytesWithoutTheCaseOfLettersAndZerosBehind) {
+   const std::string_view name("aBCdeFGh and more");
+   const uint64_t heads[] = {0,
+                             0x61,
+                             0x6261,
+                             0x636261,
+                             0x64636261,
+                             0x6564636261,
+                             0x666564636261,
+                             0x67666564636261,
+                             0x6867666564636261,
+                             0x6867666564636261};
+   for (size_t size = 0; size < std::size(heads); ++size) {
+      EXPECT_EQ(PropertyBagName(name.substr(0, size)).Head(), heads[size]) << size;
+   }
+}
+
+TEST(PropertyBagName, NamesThatDifferInOneBitAreTwoWhereverItIs) {
+   for (size_t size = 1; size <= 18; ++size) {
+      const std::string name(size, '\xFF');
+      for (size_t bit = 0; bit < 8 * size; ++bit) {
+         std::string other = name;
+         other[bit / 8] = static_cast<char>(0xFF & ~(1U << bit % 8));
+         EXPECT_FALSE(PropertyBagName(name) == PropertyBagName(other)) << "bit " << bit << " of " << size << " bytes";
+      }
+   }
 }
 
 } // namespace

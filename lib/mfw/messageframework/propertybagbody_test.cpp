@@ -231,6 +231,21 @@ TEST(PropertyBagBodyStress, ThreadsReadOneBodyAndShareItsParts) {
    EXPECT_FALSE(bag.Body()->IsShared());
 }
 
+TEST(PropertyBagBody, ReleaseTellsHowManyReferencesAreLeft) {
+   PropertyBagBodyRef body = PropertyBagBody::Create();
+   EXPECT_EQ(body->AddRef(), 2);
+   EXPECT_EQ(body->AddRef(), 3);
+   EXPECT_EQ(body->Release(), 2);
+   EXPECT_EQ(body->Release(), 1);
+   EXPECT_EQ(body.release()->Release(), 0);
+   PropertyBagEntryRef entry = PropertyBagEntry::Create(corestring("name", 4), corestring("value", 5));
+   EXPECT_EQ(entry->AddRef(), 2);
+   EXPECT_EQ(entry->AddRef(), 3);
+   EXPECT_EQ(entry->Release(), 2);
+   EXPECT_EQ(entry->Release(), 1);
+   EXPECT_EQ(entry.release()->Release(), 0);
+}
+
 TEST(PropertyBagBodyStress, TheLastOfSeveralThreadsReleasesTheBody) {
    for (int round = 0; round < 300; ++round) {
       auto *const bag = new PropertyBag;
