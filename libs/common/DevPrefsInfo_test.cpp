@@ -94,6 +94,7 @@ TEST_F(DevPrefsInfoTest, RemovingAudioFirstKeepsTheWebcam) {
    info.AddWebcamDev(1, "cam id", "cam name");
    info.AddAudioDev(1, "mic id", "mic name");
    EXPECT_TRUE(info.RemoveAudioDev(1));
+   EXPECT_FALSE(info.HasAudioDev(1));
    EXPECT_TRUE(info.HasWebcamDev(1));
    EXPECT_STREQ(info.FirstPrefs(1).Audio.DeviceName, "");
    EXPECT_STREQ(info.FirstPrefs(1).Video.DeviceName, "cam name");

@@ -5,6 +5,7 @@
 
 #include <new>
 #include <thread>
+#include <utility>
 
 using CORE::coresync;
 
@@ -57,17 +58,19 @@ bool DataBufQueue::InitSlotsLocked(int32_t count, int32_t reserveCount, bool kee
 
 // All or nothing.
 bool DataBufQueue::Allocate(int32_t count) {
-   const coresync hold(mInnerLock);
-   mBuffers.reset(new (std::nothrow) DataBuffer[static_cast<size_t>(count)]);
-   mSideBuffers.reset(new (std::nothrow) DataBuffer[static_cast<size_t>(count)]);
-   const bool memory = mBuffers != nullptr && mSideBuffers != nullptr && mDataIndex.Create(count);
-   mEvent = memory ? CreateEvent(nullptr, true, false, nullptr) : nullptr;
-   if (mEvent == nullptr) {
-      mBuffers.reset();
-      mSideBuffers.reset();
-      mDataIndex.Drop();
+   std::unique_ptr<DataBuffer[]> buffers(new (std::nothrow) DataBuffer[static_cast<size_t>(count)]);
+   std::unique_ptr<DataBuffer[]> sideBuffers(new (std::nothrow) DataBuffer[static_cast<size_t>(count)]);
+   SlotIndex dataIndex;
+   const bool memory = buffers != nullptr && sideBuffers != nullptr && dataIndex.Create(count);
+   const HANDLE event = memory ? CreateEvent(nullptr, true, false, nullptr) : nullptr;
+   if (event == nullptr) {
       return false;
    }
+   const coresync hold(mInnerLock);
+   mBuffers = std::move(buffers);
+   mSideBuffers = std::move(sideBuffers);
+   mDataIndex = std::move(dataIndex);
+   mEvent = event;
    mRing = RingIndices(count);
    return true;
 }

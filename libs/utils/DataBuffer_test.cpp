@@ -156,6 +156,19 @@ TEST(DataBuffer, EnsureRoomAndReserveOwnTheirBlockAfterACallersMemory) {
    } // frees its block, not `mine`: the address sanitizer looks
 }
 
+TEST(DataBuffer, ABlockOfItsOwnGrowsWithItsReserveAndACallersWithoutAny) {
+   DataBuffer buffer;
+   ASSERT_TRUE(buffer.Create(2, 2));
+   ASSERT_TRUE(Put(buffer, "ab"));
+   buffer.GetData()[3] = 'r';
+   ASSERT_TRUE(buffer.EnsureRoom(3));
+   EXPECT_EQ(std::string(buffer.GetData(), buffer.GetData() + 9), std::string("ab\0r\0\0\0\0\0", 9));
+   uint8_t mine[] = {'a', 'b', 'c', 'X', 'Y'};
+   ASSERT_TRUE(buffer.Attach(mine, 3)); // the rest is not lent
+   ASSERT_TRUE(buffer.EnsureRoom(2));
+   EXPECT_EQ(std::string(buffer.GetData(), buffer.GetData() + 9), std::string("abc\0\0\0\0\0\0", 9));
+}
+
 TEST(DataBuffer, RequiredFreeKeepsReserveLengthAndOffsetAndReleaseZeroesAll) {
    DataBuffer buffer;
    ASSERT_TRUE(buffer.Create(4, 2));

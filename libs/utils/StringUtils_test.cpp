@@ -8,6 +8,8 @@
 #include <cstdint>
 #include <limits>
 #include <regex>
+#include <string>
+#include <utility>
 
 namespace StringUtils {
 namespace {
@@ -71,6 +73,16 @@ TEST(StringUtils, WithoutCutCharacterEndsOnAWholeCharacter) {
    }
    EXPECT_EQ(WithoutCutCharacter("\x80\x80\x80\x80"), "\x80\x80\x80\x80") << "nothing there was cut";
    EXPECT_EQ(WithoutCutCharacter("a\x80"), "a\x80");
+   // The first and the last byte that announces so many.
+   for (const auto &[first, count] :
+        {std::pair{'\xC0', 2}, {'\xDF', 2}, {'\xE0', 3}, {'\xEF', 3}, {'\xF0', 4}, {'\xF7', 4}}) {
+      for (int length = 1; length < count; ++length) {
+         const std::string cut = first + std::string(static_cast<size_t>(length - 1), '\x80');
+         EXPECT_EQ(WithoutCutCharacter("a" + cut), "a") << count << " " << length;
+      }
+      const std::string whole = "a" + (first + std::string(static_cast<size_t>(count - 1), '\x80'));
+      EXPECT_EQ(WithoutCutCharacter(whole), whole) << count;
+   }
 }
 
 TEST(StringUtils, IntToTextIsDecimal) {

@@ -142,11 +142,20 @@ TEST(PipewireFormats, ARangeIsItsDefaultAndItsMaximum) {
 }
 
 TEST(PipewireFormats, TheMaximumOfARangeWithoutLimitIsNoSize) {
+   for (const spa_rectangle maximum :
+        {spa_rectangle{INT32_MAX, INT32_MAX}, {16385, 16384}, {16384, 16385}, {16385, 240}, {320, 16385}}) {
+      EXPECT_EQ(Read(FormatPod::Raw()
+                        ->Id(SPA_FORMAT_VIDEO_format, SPA_VIDEO_FORMAT_BGRx)
+                        .Sizes(SPA_CHOICE_Range, {{320, 240}, {1, 1}, maximum})
+                        .Done()),
+                "BGRx 320x240 0-0; ")
+         << maximum.width << "x" << maximum.height;
+   }
    EXPECT_EQ(Read(FormatPod::Raw()
                      ->Id(SPA_FORMAT_VIDEO_format, SPA_VIDEO_FORMAT_BGRx)
-                     .Sizes(SPA_CHOICE_Range, {{320, 240}, {1, 1}, {INT32_MAX, INT32_MAX}})
+                     .Sizes(SPA_CHOICE_Range, {{320, 240}, {1, 1}, {16384, 16384}})
                      .Done()),
-             "BGRx 320x240 0-0; ");
+             "BGRx 320x240 0-0; BGRx 16384x16384 0-0; ");
 }
 
 TEST(PipewireFormats, SizesThatAreNoneAreLeftOut) {

@@ -92,6 +92,12 @@ TEST(FrameCounter, SurvivesScalingAndLetterboxBars) {
    }
 }
 
+TEST(FrameCounter, IsFoundBetweenBarsOfFourWidths) {
+   Plane boxed(200, 150);
+   Scale(Painted(0x00ABCDEF, 160, 120), 50, 11, 120, 99, &boxed);
+   EXPECT_EQ(boxed.Read(), 0x00ABCDEFu);
+}
+
 TEST(FrameCounter, SurvivesBlurAndNoise) {
    Plane plane = Painted(123456, 160, 120);
    const Plane sharp = plane;
