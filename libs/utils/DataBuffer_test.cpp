@@ -137,6 +137,13 @@ TEST(DataBuffer, RequiredReserveAndEnsureRoomCountTheReserveIntoTheCapacity) {
    }
 }
 
+TEST(DataBuffer, SetTakesAFirstPieceWithoutBytes) {
+   DataBuffer buffer;
+   ASSERT_TRUE(buffer.Create(2, 0));
+   EXPECT_TRUE(buffer.Set("", 0, "ab", 2));
+   EXPECT_EQ(Text(buffer), "ab");
+}
+
 TEST(DataBuffer, EnsureRoomZeroesWhatIsNew) {
    DataBuffer buffer;
    ASSERT_TRUE(buffer.Create(2, 0));

@@ -159,13 +159,18 @@ TEST(PipewireFormats, TheMaximumOfARangeWithoutLimitIsNoSize) {
 }
 
 TEST(PipewireFormats, SizesThatAreNoneAreLeftOut) {
-   EXPECT_EQ(
-      Read(FormatPod::Raw()
-              ->Id(SPA_FORMAT_VIDEO_format, SPA_VIDEO_FORMAT_NV12)
-              .Sizes(SPA_CHOICE_Enum,
-                     {{0, 0}, {0, 480}, {640, 0}, {0x80000000u, 480}, {640, 0xFFFFFFFFu}, {2, 2}, {2147483647u, 1}})
-              .Done()),
-      "420v 2x2 0-0; 420v 2147483647x1 0-0; ");
+   EXPECT_EQ(Read(FormatPod::Raw()
+                     ->Id(SPA_FORMAT_VIDEO_format, SPA_VIDEO_FORMAT_NV12)
+                     .Sizes(SPA_CHOICE_Enum, {{0, 0},
+                                              {0, 480},
+                                              {640, 0},
+                                              {0x80000000u, 480},
+                                              {640, 0xFFFFFFFFu},
+                                              {2, 2},
+                                              {2147483647u, 1},
+                                              {1, 2147483647u}})
+                     .Done()),
+             "420v 2x2 0-0; 420v 2147483647x1 0-0; 420v 1x2147483647 0-0; ");
 }
 
 TEST(PipewireFormats, ARateWithoutDenominatorDoesNotCount) {
