@@ -1,9 +1,5 @@
-# Compiler settings that every target shares, and the three verbs that the folders' CMakeLists.txt use:
+# Compiler settings that every target shares, and the verb that the product's folders use in their CMakeLists.txt:
 #   mavr_sources(file...)                        adds sources to mavr_core, the library that holds the product's code
-#   mavr_test(NAME n SOURCES ... [LIBRARIES ...] [LABEL unit] [TIMEOUT s] [FAIL_ON regex] [ALONE])
-#                                                one test program and its tests; output that fits the expression fails
-#                                                them; ALONE: no other test beside them, for what has to keep real time
-#   mavr_fuzzer(NAME n SOURCES ... [CORPUS dir]) one fuzzer; outside the fuzz preset it replays its corpus as a test
 
 option(MAVR_BENCH "Build the benchmarks and their peers" OFF)
 option(MAVR_FUZZ "Build the fuzzers with libFuzzer (clang)" OFF)
@@ -26,7 +22,9 @@ set(CMAKE_VISIBILITY_INLINES_HIDDEN ON)
 
 find_program(MAVR_CCACHE ccache)
 if(MAVR_CCACHE AND NOT CMAKE_CXX_COMPILER_LAUNCHER)
-  set(CMAKE_CXX_COMPILER_LAUNCHER "${MAVR_CCACHE}")
+  # Without the first of these it keeps nothing that was made with a precompiled header, which asks for the second.
+  set(CMAKE_CXX_COMPILER_LAUNCHER
+      "${CMAKE_COMMAND}" -E env CCACHE_SLOPPINESS=pch_defines,time_macros "${MAVR_CCACHE}")
   set(CMAKE_C_COMPILER_LAUNCHER "${MAVR_CCACHE}")
 endif()
 
@@ -80,6 +78,9 @@ if(MAVR_SANITIZE)
   target_compile_options(mavr_build INTERFACE -fsanitize=${MAVR_SANITIZE} -fno-sanitize-recover=all -fno-omit-frame-pointer)
   target_link_options(mavr_build INTERFACE -fsanitize=${MAVR_SANITIZE})
   target_compile_definitions(mavr_build INTERFACE MAVR_SANITIZED=1)
+  if(MAVR_SANITIZE STREQUAL "thread")
+    target_compile_definitions(mavr_build INTERFACE MAVR_THREAD_SANITIZED=1)
+  endif()
 endif()
 if(MAVR_COVERAGE)
   # The counters lie in mapped files, one for each program, and are exact under threads: a process that is killed, aborts
@@ -92,46 +93,4 @@ endif()
 
 function(mavr_sources)
   target_sources(mavr_core PRIVATE ${ARGN})
-endfunction()
-
-function(mavr_test)
-  cmake_parse_arguments(arg "ALONE" "NAME;LABEL;TIMEOUT;FAIL_ON" "SOURCES;LIBRARIES;ENVIRONMENT" ${ARGN})
-  if(NOT BUILD_TESTING)
-    return()
-  endif()
-  if(NOT arg_LABEL)
-    set(arg_LABEL unit)
-  endif()
-  if(NOT arg_TIMEOUT)
-    set(arg_TIMEOUT 300) # a hang, not slowness: sanitizers on a busy machine take their time
-  endif()
-  if(MAVR_COVERAGE) # counting each branch of a tight loop takes its time
-    math(EXPR arg_TIMEOUT "${arg_TIMEOUT} * 5")
-  endif()
-  add_executable(${arg_NAME} ${arg_SOURCES})
-  target_link_libraries(${arg_NAME} PRIVATE ${arg_LIBRARIES} mavr_test_kit GTest::gmock GTest::gtest_main)
-  set_target_properties(${arg_NAME} PROPERTIES RUNTIME_OUTPUT_DIRECTORY "${CMAKE_BINARY_DIR}/tests")
-  set(environment "MAVR_TEST_DATA=${CMAKE_CURRENT_SOURCE_DIR}" ${arg_ENVIRONMENT})
-  set(fail_on "")
-  if(arg_FAIL_ON)
-    set(fail_on FAIL_REGULAR_EXPRESSION "${arg_FAIL_ON}")
-  endif()
-  # Each test runs as a process of its own: the library under test has process-wide state.
-  gtest_discover_tests(${arg_NAME} TEST_PREFIX "${arg_NAME}." DISCOVERY_TIMEOUT 60 DISCOVERY_MODE PRE_TEST
-    PROPERTIES LABELS "${arg_LABEL}" TIMEOUT ${arg_TIMEOUT} RUN_SERIAL ${arg_ALONE} ENVIRONMENT "${environment}" ${fail_on})
-endfunction()
-
-function(mavr_fuzzer)
-  cmake_parse_arguments(arg "" "NAME;CORPUS" "SOURCES;LIBRARIES" ${ARGN})
-  add_executable(${arg_NAME} ${arg_SOURCES})
-  target_link_libraries(${arg_NAME} PRIVATE ${arg_LIBRARIES} mavr_build)
-  if(MAVR_FUZZ)
-    target_link_options(${arg_NAME} PRIVATE -fsanitize=fuzzer)
-  else()
-    target_sources(${arg_NAME} PRIVATE "${PROJECT_SOURCE_DIR}/fuzz/ReplayMain.cpp")
-  endif()
-  if(BUILD_TESTING)
-    add_test(NAME ${arg_NAME}.corpus COMMAND ${arg_NAME} -runs=0 "${arg_CORPUS}")
-    set_tests_properties(${arg_NAME}.corpus PROPERTIES LABELS fuzz TIMEOUT 300)
-  endif()
 endfunction()

@@ -270,6 +270,8 @@ TEST_F(AppleCaptureTest, SoundThatComesInPiecesIsHandedOutInOne) {
    while (longest < 2048 && mCollector.AwaitMore(1)) {
    }
    EXPECT_EQ(longest, 2048u);
+   mSession->stopRunning();
+   fakes::AwaitIdleQueues(); // nobody looks at `longest` any more
 }
 
 TEST_F(AppleCaptureTest, BuffersWithNothingInThemAreNotDelivered) {

@@ -6,6 +6,9 @@
 #include <iterator>
 #include <string>
 #include <thread>
+#ifdef __GLIBC__
+#include <malloc.h>
+#endif
 
 namespace kit {
 
@@ -13,13 +16,16 @@ Holdings Holdings::Now() {
    const auto count = [](const char *folder) {
       return static_cast<size_t>(std::distance(std::filesystem::directory_iterator(folder), {}));
    };
-   Holdings now{count("/proc/self/fd"), count("/proc/self/task"), 0};
+   Holdings now{count("/proc/self/fd"), count("/proc/self/task")};
    std::ifstream status("/proc/self/status");
    for (std::string line; std::getline(status, line);) {
       if (line.starts_with("VmRSS:")) {
          now.residentKb = std::stoul(line.substr(6));
       }
    }
+#if defined(__GLIBC__) && !defined(MAVR_SANITIZED)
+   now.allocatedKb = mallinfo2().uordblks / 1024;
+#endif
    return now;
 }
 

@@ -8,7 +8,8 @@ namespace kit {
 struct Holdings {
    size_t descriptors = 0;
    size_t threads = 0;
-   size_t residentKb = 0; ///< says nothing under a sanitizer, which keeps what was freed
+   size_t residentKb = 0;  ///< says nothing under a sanitizer, which keeps what was freed
+   size_t allocatedKb = 0; ///< given out by malloc and not freed; 0 under a sanitizer or another C library than glibc
 
    /// Of this process. A thread that is about to end still counts.
    [[nodiscard]] static Holdings Now();

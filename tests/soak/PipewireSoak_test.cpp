@@ -131,6 +131,7 @@ protected:
       heard.Close();
       TakeChunks(&heard);
       camera->Plug();
+      store.ClearCalls(); // it keeps them all
       ++sessions;
    }
 
@@ -149,7 +150,8 @@ protected:
    uint64_t sessions = 0;
 };
 
-// Each thread's first allocations make the heap grow for about ten sessions, which a short run does not get to.
+// Each thread's first allocations make the heap grow for about ten sessions, which a short run does not get to. Later
+// the threads' arenas still come and go, 1 or 2 MiB at a time: what counts is what is allocated in them.
 TEST_F(PipewireSoak, RealTimePassesAndNothingGrows) {
    const seconds whole(RealSeconds());
    const bool isLong = whole >= seconds(600);
@@ -166,13 +168,15 @@ TEST_F(PipewireSoak, RealTimePassesAndNothingGrows) {
    EXPECT_LE(after.threads, before.threads);
    EXPECT_EQ(after.descriptors, before.descriptors);
    if (isLong) {
-      EXPECT_LE(after.residentKb, before.residentKb + 2048);
+      EXPECT_LE(after.allocatedKb, before.allocatedKb + 128);
+      EXPECT_LE(after.residentKb, before.residentKb + 8192);
    }
    std::printf("figure real_seconds %lld\nfigure real_sessions %llu\nfigure real_frames %llu\nfigure real_lost_frames "
-               "%llu\nfigure real_chunks %llu\nfigure real_grown_kib %lld\n",
+               "%llu\nfigure real_chunks %llu\nfigure real_grown_kib %lld\nfigure real_resident_grown_kib %lld\n",
                static_cast<long long>(whole.count()), static_cast<unsigned long long>(sessions),
                static_cast<unsigned long long>(frames), static_cast<unsigned long long>(lost),
                static_cast<unsigned long long>(chunks),
+               static_cast<long long>(after.allocatedKb) - static_cast<long long>(before.allocatedKb),
                static_cast<long long>(after.residentKb) - static_cast<long long>(before.residentKb));
 }
 

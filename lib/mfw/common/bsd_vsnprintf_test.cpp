@@ -51,7 +51,7 @@ void ExpectAsThePlatform(const char *format, Values... values) {
 }
 
 TEST(BsdVsnprintf, LeavesToThePlatformWhatIsNoConversion) {
-#ifdef __SANITIZE_THREAD__
+#ifdef MAVR_THREAD_SANITIZED
    GTEST_SKIP() << "the thread sanitizer ends the process at such formats, wherever they are printed";
 #endif
    for (const char *const format : {"a %", "a %5", "a %-", "a %.", "a %l", "a %{b", "a %~"}) {

@@ -1,0 +1,1 @@
+// Nothing but the header that is read once for all tests; see cmake/MavrTests.cmake.
