@@ -125,6 +125,9 @@ void BasicSession::removeOutput(const std::shared_ptr<CaptureOutput> &output) {
       }
    }
    if (removed.core == nullptr) {
+      if (const auto *const core = dynamic_cast<const OutputCore *>(output.get()); core != nullptr) {
+         AwaitRemovalByDelegate(*core);
+      }
       return;
    }
    schedulePoint();
@@ -132,6 +135,19 @@ void BasicSession::removeOutput(const std::shared_ptr<CaptureOutput> &output) {
    removed.core->SetConnected(false);
    removed.core->SetInSession(false);
    FollowUnlessConfiguring();
+}
+
+// An output that is not here any more may have been removed by its delegate call, which still runs.
+void BasicSession::AwaitRemovalByDelegate(const OutputCore &output) {
+   if (DelegateGate::IsInCallOf(this)) {
+      return;
+   }
+   output.Gate()->AwaitCallOf(this);
+   std::unique_ptr<CaptureStream> ended;
+   {
+      const Guard hold(mMutex);
+      ended = std::move(PathOf(output.Kind()).ending);
+   }
 }
 
 bool BasicSession::isRunning() const {

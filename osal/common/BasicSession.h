@@ -59,6 +59,7 @@ private:
    Status Follow();
    Status FollowKind(MediaType kind);
    std::unique_ptr<CaptureStream> TakeStale(Path *path);
+   void AwaitRemovalByDelegate(const OutputCore &output);
    Status OpenStream(MediaType kind, const StreamRequest &request, const void *input, const void *output);
 
    const std::shared_ptr<StreamOpener> mOpener;

@@ -5,8 +5,10 @@
 
 #include <gtest/gtest.h>
 
+#include <atomic>
 #include <functional>
 #include <string>
+#include <thread>
 #include <vector>
 
 namespace osal {
@@ -196,6 +198,32 @@ TEST_F(BasicSessionTest, WhatADelegateCallStopsIsSeenOffByTheHostsNextCall) {
    EXPECT_FALSE(DeliverOne(mWorld.requests[0]));
    ASSERT_TRUE(mSession->startRunning().ok());
    EXPECT_EQ(TakeEvents(), (Events{"end video", "open video"}));
+}
+
+TEST_F(BasicSessionTest, WhoRemovesWhatItsDelegateCallHasRemovedWaitsForThatCall) {
+   Calling delegate;
+   mVideo->setSampleBufferDelegate(&delegate, std::make_shared<LabelledQueue>("q"));
+   ASSERT_TRUE(mSession->startRunning().ok());
+   std::atomic<bool> isRemoved = false;
+   std::atomic<bool> isHostThere = false;
+   std::atomic<bool> isOver = false;
+   delegate.act = [&] {
+      mSession->removeOutput(mVideo);
+      isRemoved = true;
+      for (int after = 0; after < 1000; after += isHostThere ? 1 : 0) {
+         std::this_thread::yield();
+      }
+      isOver = true;
+   };
+   std::thread delivery([&] { EXPECT_TRUE(DeliverOne(mWorld.requests[0])); });
+   while (!isRemoved) {
+      std::this_thread::yield();
+   }
+   isHostThere = true;
+   mSession->removeOutput(mVideo);
+   EXPECT_TRUE(isOver);
+   EXPECT_EQ(TakeEvents(), (Events{"open video", "stop video", "end video"})) << "the device is let go, too";
+   delivery.join();
 }
 
 TEST_F(BasicSessionTest, AnOutputThatIsRemovedGetsNothingEvenBeforeTheCommit) {

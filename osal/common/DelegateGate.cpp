@@ -67,6 +67,13 @@ void DelegateGate::Close(Wait wait) {
    }
 }
 
+void DelegateGate::AwaitCallOf(const void *group) {
+   Lock lock(mMutex);
+   if (mGroup == group) {
+      AwaitEndOfCall(&lock);
+   }
+}
+
 void DelegateGate::SetSignal(WakeSignal *signal) {
    const Lock lock(mMutex);
    mSignal = signal;

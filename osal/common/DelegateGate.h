@@ -41,6 +41,9 @@ public:
    enum class Wait { Yes, No };
    void Close(Wait wait = Wait::Yes);
 
+   /// Returns when the delegate call of `group` that runs now, if one does, is over.
+   void AwaitCallOf(const void *group);
+
    /// Whether a buffer would pass now: none need be filled otherwise.
    [[nodiscard]] bool IsTaken() const { return mIsTaken.load(std::memory_order_acquire); }
    /// Is raised with each change of IsTaken; null: none. It has to live until it is taken away again.
