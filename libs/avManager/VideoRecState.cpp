@@ -6,7 +6,9 @@
 #include "lib/mfw/common/logger.h"
 
 VideoRecState::VideoRecState()
-    : mDelayMS(AppTweakSettings::GetWCamIdleToActiveDelay()) {}
+    : mDelayMS(AppTweakSettings::GetWCamIdleToActiveDelay()) {
+   mInactiveTimer.Ticks(ThreadStopwatch::Command::RestartRunning);
+}
 
 bool VideoRecState::ResetError() {
    if (mState != VS_Error) {

@@ -20,7 +20,11 @@ bool WavFileWriter::Open(const std::string &path, int32_t mode) {
       return false;
    }
    mFile = OpenPlainFileForWriting(path);
-   return mFile != nullptr;
+   if (mFile == nullptr) {
+      return false;
+   }
+   mFileMode = mode;
+   return true;
 }
 
 bool WavFileWriter::WriteHeader(uint32_t rate, uint16_t channels) {
@@ -47,4 +51,5 @@ bool WavFileWriter::WriteBytes(const void *data, size_t size) {
 
 void WavFileWriter::Close() {
    mFile.reset();
+   mFileMode = 0;
 }

@@ -34,4 +34,5 @@ public:
 
 private:
    PlainFile mFile;
+   int32_t mFileMode = 0;
 };
