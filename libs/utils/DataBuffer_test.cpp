@@ -277,6 +277,13 @@ TEST(DataBuffer, AppendMayTakeItsOwnBytes) {
    ASSERT_TRUE(buffer.Append(buffer.GetData() + 4, 2, true));
    EXPECT_EQ(Text(buffer), "abcabcbc");
    EXPECT_FALSE(buffer.Append(buffer.GetData() + 4, 100, true));
+
+   DataBuffer full;
+   ASSERT_TRUE(full.Create(8, 0));
+   ASSERT_TRUE(Put(full, "abcdefgh"));
+   EXPECT_FALSE(full.Append(full.GetData() + 4, 5, true)) << "the fifth byte is behind the block";
+   EXPECT_TRUE(full.Append(full.GetData() + 4, 4, true));
+   EXPECT_EQ(Text(full), "abcdefghefgh");
 }
 
 TEST(DataBuffer, AttachPointsAtTheCallersMemoryAndDoesNotFreeIt) {
