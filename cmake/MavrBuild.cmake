@@ -22,10 +22,11 @@ set(CMAKE_VISIBILITY_INLINES_HIDDEN ON)
 
 find_program(MAVR_CCACHE ccache)
 if(MAVR_CCACHE AND NOT CMAKE_CXX_COMPILER_LAUNCHER)
-  # Without the first of these it keeps nothing that was made with a precompiled header, which asks for the second.
-  set(CMAKE_CXX_COMPILER_LAUNCHER
-      "${CMAKE_COMMAND}" -E env CCACHE_SLOPPINESS=pch_defines,time_macros "${MAVR_CCACHE}")
-  set(CMAKE_C_COMPILER_LAUNCHER "${MAVR_CCACHE}")
+  # What is not kept yet is compiled at once, not preprocessed before. With a precompiled header nothing would be kept
+  # without a word on what such a header may depend on.
+  set(CMAKE_C_COMPILER_LAUNCHER
+      "${CMAKE_COMMAND}" -E env CCACHE_DEPEND=1 CCACHE_SLOPPINESS=pch_defines,time_macros "${MAVR_CCACHE}")
+  set(CMAKE_CXX_COMPILER_LAUNCHER "${CMAKE_C_COMPILER_LAUNCHER}")
 endif()
 
 # The sanitizers bring checks of their own; a debug build has nothing for these to work on.

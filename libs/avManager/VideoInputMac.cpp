@@ -159,7 +159,7 @@ bool VideoInputMac::FPSCheckThreadCB() {
    const uint32_t fps = device.mTotalFrames - device.mPrevTotalFrames;
    device.mPrevTotalFrames = device.mTotalFrames;
    MAVR_LOG_DEBUG("%s - calculated fps: %d, target_fps: %d.", "FPSCheckThreadCB", static_cast<int>(fps),
-                  static_cast<int>(mFrameRate));
+                  static_cast<int>(mFrameRate.load()));
    AdjustFrameDroppingPolicy(KeepRatio(fps, mFrameRate));
    return true;
 }

@@ -59,7 +59,7 @@ private:
    std::string mUserId;
    std::string mDeviceName;
    int32_t mDeviceIndex = -1;
-   uint32_t mFrameRate = 0;
+   std::atomic<uint32_t> mFrameRate{0}; // a start that is refused sets it under the rate check's eyes
    uint32_t mWidth = 0;
    uint32_t mHeight = 0;
    int32_t mPixelFormat = 0;
