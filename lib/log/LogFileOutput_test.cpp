@@ -204,11 +204,14 @@ TEST_F(LogFileOutputTest, AnswersForFileOutputsOnly) {
    EXPECT_TRUE(settings.timeStamps && settings.milliseconds && settings.threadName && settings.levelDesignator);
    EXPECT_TRUE(settings.opId);
    EXPECT_FALSE(settings.append || settings.sync || settings.fastRotation);
+   LogFileAccount account{};
+   EXPECT_TRUE(LogFile_GetAccount(output, &account));
    CaptureOutput other;
    int fd = -1;
    EXPECT_EQ(LogFile_GetPath(&other), nullptr);
    EXPECT_FALSE(LogFile_GetDescriptor(&other, &fd));
    EXPECT_FALSE(LogFile_GetSettings(&other, &settings));
+   EXPECT_FALSE(LogFile_GetAccount(&other, &account));
 }
 
 TEST_F(LogFileOutputTest, AnswersNothingForNoOutput) {

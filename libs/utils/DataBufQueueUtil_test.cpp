@@ -473,7 +473,14 @@ TEST_F(DataBufQueueTest, RequiredAQueueThatWasOnceStoppedStaysInNoWaitModeAfterI
    ASSERT_TRUE(mQueue.Init(4, 4, 1, false));
    EXPECT_TRUE(mQueue.IsActive());
    std::string text;
-   std::thread reader([&] { text = Text(mQueue.WaitRead()); });
+   std::atomic<bool> isReading = false;
+   std::thread reader([&] {
+      isReading = true;
+      text = Text(mQueue.WaitRead());
+   });
+   for (int looks = 0; looks < 1000; looks += isReading ? 1 : 0) {
+      std::this_thread::yield(); // it finds nothing, time and again
+   }
    ASSERT_TRUE(PutInPlace("a", 1)); // signals nothing, and yet the reader finds it: it does not sleep
    reader.join();
    EXPECT_EQ(text, "a");
