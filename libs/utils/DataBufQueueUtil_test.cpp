@@ -470,8 +470,7 @@ TEST_F(DataBufQueueTest, StopWakesABlockedReaderWhichReturnsNothing) {
 TEST_F(DataBufQueueTest, RequiredAQueueThatWasOnceStoppedStaysInNoWaitModeAfterInit) {
    ASSERT_TRUE(mQueue.Init(4, 4, 1, false));
    mQueue.Stop();
-   ASSERT_TRUE(mQueue.Init(4, 4, 1, false));
-   EXPECT_TRUE(mQueue.IsActive());
+   ASSERT_TRUE(mQueue.Init(4, 4, 1, false) && mQueue.IsActive());
    std::string text;
    std::atomic<bool> isReading = false;
    std::thread reader([&] {
