@@ -1,12 +1,11 @@
 #include "libs/avManager/AudioChunker.h"
 
-#include <algorithm>
 #include <limits>
 #include <new>
 
 int32_t AudioChunkSize(int32_t sampleRate, int32_t bitsPerSample, int32_t channels, int32_t ms) {
    constexpr int64_t kMost = std::numeric_limits<int32_t>::max();
-   if (std::min({sampleRate, bitsPerSample, channels, ms}) < 1) {
+   if (sampleRate <= 0 || bitsPerSample <= 0 || channels <= 0 || ms <= 0) {
       return 0;
    }
    const int64_t samples = int64_t{sampleRate} * channels;

@@ -148,6 +148,7 @@ void BasicSession::AwaitRemovalByDelegate(const OutputCore &output) {
       const Guard hold(mMutex);
       ended = std::move(PathOf(output.Kind()).ending);
    }
+   ended.reset(); // outside the lock: lets the device go and waits for its thread
 }
 
 bool BasicSession::isRunning() const {
