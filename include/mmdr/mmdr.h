@@ -54,9 +54,8 @@
  * Failures. Faults in the arguments are told by the code alone. What goes wrong below (no answer of the platform, a
  * settings file that cannot be written) is a line in the log, and gives the result that is stated with each function.
  *
- * Memory. Where it lacks below a call that lists devices or touches the settings, std::bad_alloc passes through it,
- * with the output as it was; the next call works. Where the set-up of Mmdr_Init finds none, the process may end, with a
- * line on standard error. The log goes on without.
+ * Memory. Where it lacks below a call that starts the library, lists devices or touches the settings, std::bad_alloc
+ * passes through it, with the output as it was; the next call works. The log goes on without.
  */
 #ifndef MMDR_MMDR_H
 #define MMDR_MMDR_H

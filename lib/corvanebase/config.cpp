@@ -3,12 +3,16 @@
 
 #include "osal/Places.h"
 
+#include <cerrno>
 #include <exception>
 #include <limits>
+#include <memory>
 #include <mutex>
+#include <new>
 #include <string>
 #include <string_view>
 #include <sys/stat.h>
+#include <utility>
 #include <vector>
 
 #include <toml++/toml.h>
@@ -17,6 +21,7 @@ namespace {
 
 using corvanebase::FormatHeap;
 using corvanebase::HeapText;
+using corvanebase::NotNull;
 
 constexpr size_t kLargestFile = size_t{1} << 20U;
 
@@ -68,15 +73,21 @@ Content ReadOpenFile(FileIODescriptor *file) {
    return {std::move(text), {}};
 }
 
+struct Closed {
+   void operator()(FileIODescriptor *file) const { FileIO_Close(file); }
+};
+
 Content ReadConfigurationFile(const std::string &path) {
    FileIODescriptor file;
    const int result = FileIO_Open(&file, path.c_str(), FILEIO_ACCESS_READ, FILEIO_OPEN);
+   if (result != FILEIO_SUCCESS && errno == ENOMEM) {
+      throw std::bad_alloc();
+   }
    if (result != FILEIO_SUCCESS) {
       return {{}, result == FILEIO_NOT_FOUND ? "" : Err_ErrString()};
    }
-   Content content = ReadOpenFile(&file);
-   FileIO_Close(&file);
-   return content;
+   const std::unique_ptr<FileIODescriptor, Closed> closed(&file);
+   return ReadOpenFile(&file);
 }
 
 // The file's table; an empty one, with `trouble` filled, when it cannot be used.
@@ -92,6 +103,8 @@ toml::table Load(const std::string &path, std::string &trouble) {
       const auto position = error.source().begin;
       trouble = OneLine(path + ":" + std::to_string(position.line) + ":" + std::to_string(position.column) + ": " +
                         std::string(error.description()));
+   } catch (const std::bad_alloc &) {
+      throw;
    } catch (const std::exception &error) {
       trouble = OneLine(path + ": " + error.what());
    }
@@ -116,10 +129,8 @@ const toml::node *FindDotted(const toml::table &file, std::string_view path) {
 
 // Asks each place in turn until `accept` has taken a value.
 template <class Accept>
-bool Ask(const HeapText &key, Accept accept) noexcept {
-   if (key == nullptr) {
-      return false;
-   }
+bool Ask(HeapText formattedKey, Accept accept) {
+   const HeapText key = NotNull(std::move(formattedKey));
    Configuration &configuration = TheConfiguration();
    const std::lock_guard guard(configuration.lock);
    for (const toml::table &file : configuration.files) {
@@ -172,7 +183,7 @@ bool ReadBool(const toml::node &node, int &value) {
    return truth != nullptr;
 }
 
-void LoadAll() noexcept {
+void LoadAll() {
    std::vector<toml::table> files;
    std::string allTrouble;
    for (const std::string &path : osal::places::configurationFiles()) {
@@ -203,38 +214,38 @@ const char *Preference_Trouble(void) {
 char *Config_GetString(const char *defaultValue, const char *keyFormat, ...) {
    va_list args;
    va_start(args, keyFormat);
-   const HeapText key = FormatHeap(nullptr, keyFormat, args);
+   HeapText key = FormatHeap(nullptr, keyFormat, args);
    va_end(args);
    std::string value;
-   const bool found = Ask(key, [&](const toml::node &node) { return ReadText(node, value); });
+   const bool found = Ask(std::move(key), [&](const toml::node &node) { return ReadText(node, value); });
    return UtilSafeStrdup0(found ? value.c_str() : defaultValue);
 }
 
 int32_t Config_GetLong(int32_t defaultValue, const char *keyFormat, ...) {
    va_list args;
    va_start(args, keyFormat);
-   const HeapText key = FormatHeap(nullptr, keyFormat, args);
+   HeapText key = FormatHeap(nullptr, keyFormat, args);
    va_end(args);
    int32_t value = 0;
-   const bool found = Ask(key, [&](const toml::node &node) { return ReadLong(node, value); });
+   const bool found = Ask(std::move(key), [&](const toml::node &node) { return ReadLong(node, value); });
    return found ? value : defaultValue;
 }
 
 int Config_GetBool(int defaultValue, const char *keyFormat, ...) {
    va_list args;
    va_start(args, keyFormat);
-   const HeapText key = FormatHeap(nullptr, keyFormat, args);
+   HeapText key = FormatHeap(nullptr, keyFormat, args);
    va_end(args);
    int value = 0;
-   const bool found = Ask(key, [&](const toml::node &node) { return ReadBool(node, value); });
+   const bool found = Ask(std::move(key), [&](const toml::node &node) { return ReadBool(node, value); });
    return found ? value : defaultValue;
 }
 
 int Config_NotSet(const char *keyFormat, ...) {
    va_list args;
    va_start(args, keyFormat);
-   const HeapText key = FormatHeap(nullptr, keyFormat, args);
+   HeapText key = FormatHeap(nullptr, keyFormat, args);
    va_end(args);
-   const bool found = Ask(key, [](const toml::node & /*node*/) { return true; });
+   const bool found = Ask(std::move(key), [](const toml::node & /*node*/) { return true; });
    return found ? 0 : 1;
 }

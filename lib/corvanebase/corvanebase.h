@@ -1,8 +1,9 @@
 /* corvanebase: the small base library that the log, the device records and the set-up stand on.
  *
- * A library of its own behind plain C linkage, so that another build of it can take its place. Nothing in it throws and
- * nothing in it logs, except where a function says so. Texts are UTF-8 and end in a zero byte. "Heap string" means: the
- * caller releases it with free(). Unless a function says otherwise it may be called on any thread.
+ * A library of its own behind plain C linkage, so that another build of it can take its place. Nothing in it logs.
+ * Out of memory, what makes a text, a dictionary, a digest or reads the configuration throws std::bad_alloc, and
+ * nothing has changed; nothing else is thrown. Texts are UTF-8 and end in a zero byte. "Heap string" means: the caller
+ * releases it with free(). Unless a function says otherwise it may be called on any thread.
  */
 #pragma once
 
@@ -28,13 +29,13 @@ size_t Str_Sprintf(char *buffer, size_t size, const char *format, ...) CORVANE_P
 int Str_Vsnprintf(char *buffer, size_t size, const char *format, va_list args) CORVANE_PRINTF(3, 0);
 
 /// Formats into a new heap string, never null; `outLength`, when not null, receives its length. Arguments that cannot
-/// be formatted (a wide string that is no text) give the empty string. Out of memory ends the process.
+/// be formatted (a wide string that is no text) give the empty string.
 char *Str_SafeAsprintf(size_t *outLength, const char *format, ...) CORVANE_PRINTF(2, 3);
 
 /// Copies `source` with its terminator to `target` of `size` bytes; Panic when it does not fit. Returns `target`.
 char *Str_Strcpy(char *target, const char *source, size_t size);
 
-/// Heap copy of `text`; null for null. Out of memory ends the process.
+/// Heap copy of `text`; null for null.
 char *UtilSafeStrdup0(const char *text);
 
 /// The same for text that is known to be Unicode.
@@ -177,8 +178,7 @@ int VThreadBase_SetIsInSignal(int inSignal);
 
 /* ---- Dictionary ------------------------------------------------------------------------------------------------- */
 
-/// Text keys, case-sensitive, with a text, long or boolean value each. Threads: one at a time. Out of memory ends the
-/// process.
+/// Text keys, case-sensitive, with a text, long or boolean value each. Threads: one at a time.
 typedef struct Dictionary Dictionary;
 Dictionary *Dictionary_Create(void);
 void Dictionary_Free(Dictionary *dictionary);
@@ -236,7 +236,7 @@ enum { CRYPTOHASH_SHA256_SIZE = 32 };
 typedef struct CryptoHashSHA256 {
    void *state; ///< null: cleared
 } CryptoHashSHA256;
-void CryptoHash_InitSHA256(CryptoHashSHA256 *context); ///< out of memory ends the process
+void CryptoHash_InitSHA256(CryptoHashSHA256 *context);
 void CryptoHash_UpdateSHA256(CryptoHashSHA256 *context, const void *data, size_t size);
 /// Writes the digest and releases the context.
 void CryptoHash_FinalSHA256(CryptoHashSHA256 *context, uint8_t outDigest[CRYPTOHASH_SHA256_SIZE]);

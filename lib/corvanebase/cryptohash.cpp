@@ -1,5 +1,6 @@
 #include "lib/corvanebase/corvanebase.h"
 
+#include <new>
 #include <openssl/evp.h>
 
 namespace {
@@ -18,8 +19,10 @@ EVP_MD_CTX *StateOf(const CryptoHashSHA256 *context) {
 
 void CryptoHash_InitSHA256(CryptoHashSHA256 *context) {
    context->state = EVP_MD_CTX_new();
-   Verify(context->state != nullptr && EVP_DigestInit_ex(StateOf(context), EVP_sha256(), nullptr) == 1,
-          "CryptoHash_InitSHA256");
+   if (context->state == nullptr) {
+      throw std::bad_alloc();
+   }
+   Verify(EVP_DigestInit_ex(StateOf(context), EVP_sha256(), nullptr) == 1, "CryptoHash_InitSHA256");
 }
 
 void CryptoHash_UpdateSHA256(CryptoHashSHA256 *context, const void *data, size_t size) {

@@ -3,7 +3,6 @@
 #include <CommonCrypto/CommonDigest.h>
 #include <algorithm>
 #include <limits>
-#include <new>
 
 static_assert(CC_SHA256_DIGEST_LENGTH == CRYPTOHASH_SHA256_SIZE);
 
@@ -19,7 +18,7 @@ CC_SHA256_CTX *StateOf(const CryptoHashSHA256 *context, const char *function) {
 } // namespace
 
 void CryptoHash_InitSHA256(CryptoHashSHA256 *context) {
-   context->state = new (std::nothrow) CC_SHA256_CTX;
+   context->state = new CC_SHA256_CTX;
    CC_SHA256_Init(StateOf(context, "CryptoHash_InitSHA256"));
 }
 

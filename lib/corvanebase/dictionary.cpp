@@ -3,7 +3,6 @@
 
 #include <functional>
 #include <map>
-#include <new>
 #include <string>
 #include <variant>
 
@@ -15,21 +14,20 @@ struct Dictionary {
    std::map<std::string, Value, std::less<>> values;
 };
 
-// Out of memory ends the process: these functions do not throw, and a caller could not go on without its settings.
 namespace {
 
 using Value = Dictionary::Value;
 
-void Set(Dictionary &dictionary, const char *key, Value value) noexcept {
+void Set(Dictionary &dictionary, const char *key, Value value) {
    dictionary.values.insert_or_assign(key, std::move(value));
 }
 
-const Value *Find(const Dictionary &dictionary, const char *key) noexcept {
+const Value *Find(const Dictionary &dictionary, const char *key) {
    const auto found = dictionary.values.find(std::string_view(key));
    return found != dictionary.values.end() ? &found->second : nullptr;
 }
 
-std::string TextOf(const Value &value) noexcept {
+std::string TextOf(const Value &value) {
    if (const auto *const number = std::get_if<int32_t>(&value)) {
       return std::to_string(*number);
    }
@@ -42,11 +40,7 @@ std::string TextOf(const Value &value) noexcept {
 } // namespace
 
 Dictionary *Dictionary_Create(void) {
-   auto *const dictionary = new (std::nothrow) Dictionary;
-   if (dictionary == nullptr) {
-      Panic("%s: out of memory\n", "Dictionary_Create");
-   }
-   return dictionary;
+   return new Dictionary;
 }
 
 void Dictionary_Free(Dictionary *dictionary) {

@@ -9,7 +9,7 @@
 namespace {
 
 // Null, with errno set, when the home folder is needed and there is none.
-char *Expand(std::string_view text) noexcept {
+char *Expand(std::string_view text) {
    std::string expanded;
    if (text == "~" || text.substr(0, 2) == "~/") {
       expanded = osal::places::homeFolder();

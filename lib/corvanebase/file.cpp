@@ -12,6 +12,9 @@
 
 namespace {
 
+using corvanebase::HeapCopy;
+using corvanebase::HeapText;
+
 constexpr int64_t kNsPerSecond = 1'000'000'000;
 constexpr int64_t kNoTime = -1;
 
@@ -77,13 +80,11 @@ void File_GetPathName(const char *path, char **outFolder, char **outName) {
    const std::string_view whole(path);
    const size_t slash = whole.rfind('/');
    const bool bare = slash == std::string_view::npos;
-   if (outFolder != nullptr) {
-      const size_t length = bare ? 0 : slash == 0 ? 1 : slash;
-      *outFolder = corvanebase::HeapCopy(whole.substr(0, length)).release();
-   }
-   if (outName != nullptr) {
-      *outName = corvanebase::HeapCopy(bare ? whole : whole.substr(slash + 1)).release();
-   }
+   const size_t folderLength = bare ? 0 : slash == 0 ? 1 : slash;
+   HeapText folder(outFolder != nullptr ? HeapCopy(whole.substr(0, folderLength)) : HeapText());
+   HeapText name(outName != nullptr ? HeapCopy(bare ? whole : whole.substr(slash + 1)) : HeapText());
+   Store(outFolder, folder.release());
+   Store(outName, name.release());
 }
 
 char *File_PathJoin(const char *folder, const char *name) {

@@ -4,6 +4,8 @@
 #include "osal/WaitWord.h"
 
 #include <atomic>
+#include <cstring>
+#include <memory>
 #include <new>
 
 namespace {
@@ -45,12 +47,12 @@ struct MXUserRecLock {
 };
 
 MXUserRecLock *MXUser_CreateRecLock(const char *name, uint32_t rank) {
-   auto *const lock = new (std::nothrow) MXUserRecLock;
+   std::unique_ptr<MXUserRecLock> lock(new (std::nothrow) MXUserRecLock);
    if (lock != nullptr) {
-      lock->name.reset(UtilSafeStrdup0(name != nullptr ? name : ""));
+      lock->name.reset(strdup(name != nullptr ? name : ""));
       lock->rank = rank;
    }
-   return lock;
+   return lock != nullptr && lock->name != nullptr ? lock.release() : nullptr;
 }
 
 void MXUser_DestroyRecLock(MXUserRecLock *lock) {

@@ -7,6 +7,7 @@
 #include <cerrno>
 #include <charconv>
 #include <cstdio>
+#include <memory>
 #include <new>
 #include <optional>
 #include <string>
@@ -106,20 +107,25 @@ std::vector<uint32_t> ProbedNumbers(const Names &names, uint32_t keepCount) {
    return numbers;
 }
 
+struct FreedNames {
+   int count;
+   void operator()(char **names) const { File_FreeNames(names, count); }
+};
+
 // All numbers in the folder; a folder that cannot be read is probed.
 std::vector<uint32_t> ListedNumbers(const Names &names, uint32_t keepCount) {
-   char **entries = nullptr;
-   const int count = File_ListDirectory(names.Folder().c_str(), &entries);
+   char **listed = nullptr;
+   const int count = File_ListDirectory(names.Folder().c_str(), &listed);
    if (count < 0) {
       return ProbedNumbers(names, keepCount);
    }
+   const std::unique_ptr<char *[], FreedNames> owned(listed, {count});
    std::vector<uint32_t> numbers;
    for (int at = 0; at < count; ++at) {
-      if (const auto number = names.NumberOf(entries[at])) {
+      if (const auto number = names.NumberOf(listed[at])) {
          numbers.push_back(*number);
       }
    }
-   File_FreeNames(entries, count);
    std::sort(numbers.begin(), numbers.end());
    return numbers;
 }

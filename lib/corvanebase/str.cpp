@@ -5,6 +5,8 @@
 #include <charconv>
 #include <cstdio>
 #include <cstring>
+#include <new>
+#include <utility>
 
 namespace corvanebase {
 namespace {
@@ -49,28 +51,31 @@ size_t Utf8CutLength(const char *text, size_t length) {
 HeapText FormatHeap(size_t *outLength, const char *format, va_list args) {
    va_list again;
    va_copy(again, args);
-   const int length = std::vsnprintf(nullptr, 0, format, args);
-   HeapText text;
-   if (length >= 0) {
-      const size_t size = static_cast<size_t>(length) + 1;
-      text.reset(static_cast<char *>(std::malloc(size)));
-      if (text == nullptr) {
-         Panic("%s: out of memory for %zu bytes\n", "FormatHeap", size);
+   const int formatted = std::vsnprintf(nullptr, 0, format, args);
+   const auto length = static_cast<size_t>(std::max(formatted, 0));
+   HeapText text(static_cast<char *>(std::malloc(length + 1)));
+   if (text != nullptr) {
+      text.get()[0] = '\0';
+      if (formatted > 0) {
+         std::vsnprintf(text.get(), length + 1, format, again);
       }
-      std::vsnprintf(text.get(), size, format, again);
    }
    va_end(again);
    if (outLength != nullptr) {
-      *outLength = static_cast<size_t>(std::max(length, 0));
+      *outLength = length;
+   }
+   return text;
+}
+
+HeapText NotNull(HeapText text) {
+   if (text == nullptr) {
+      throw std::bad_alloc();
    }
    return text;
 }
 
 HeapText HeapCopy(std::string_view text) {
-   HeapText copy(static_cast<char *>(std::malloc(text.size() + 1)));
-   if (copy == nullptr) {
-      Panic("%s: out of memory for %zu bytes\n", "HeapCopy", text.size() + 1);
-   }
+   HeapText copy = NotNull(HeapText(static_cast<char *>(std::malloc(text.size() + 1))));
    if (!text.empty()) {
       std::memcpy(copy.get(), text.data(), text.size());
    }
@@ -140,7 +145,7 @@ char *Str_SafeAsprintf(size_t *outLength, const char *format, ...) {
    va_start(args, format);
    HeapText text = corvanebase::FormatHeap(outLength, format, args);
    va_end(args);
-   return text != nullptr ? text.release() : UtilSafeStrdup0("");
+   return corvanebase::NotNull(std::move(text)).release();
 }
 
 char *Str_Strcpy(char *target, const char *source, size_t size) {

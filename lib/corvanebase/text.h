@@ -21,10 +21,14 @@ using HeapText = std::unique_ptr<char, Freed>;
 /// that are no UTF-8 at all are left alone.
 [[nodiscard]] size_t Utf8CutLength(const char *text, size_t length);
 
-/// `args` formatted into a heap string; null when the arguments cannot be formatted. Out of memory ends the process.
+/// `args` formatted into a heap string, the empty one when they cannot be formatted; null when out of memory. It throws
+/// nothing, so that the caller can end its `va_list` first: NotNull() comes behind that.
 [[nodiscard]] HeapText FormatHeap(size_t *outLength, const char *format, va_list args) CORVANE_PRINTF(2, 0);
 
-/// A heap copy of a text of known length. Out of memory ends the process.
+/// The text, which must not be null: std::bad_alloc otherwise.
+[[nodiscard]] HeapText NotNull(HeapText text);
+
+/// A heap copy of a text of known length. Out of memory: std::bad_alloc.
 [[nodiscard]] HeapText HeapCopy(std::string_view text);
 
 /// The number of a text that is a whole decimal number in the 32-bit range, with or without a sign; else nothing.

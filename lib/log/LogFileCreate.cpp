@@ -10,6 +10,7 @@
 #include <ctime>
 #include <new>
 #include <string>
+#include <utility>
 
 namespace {
 
@@ -137,19 +138,33 @@ int64_t PresentUtcOffset() {
    return localtime_r(&now, &local) != nullptr ? local.tm_gmtoff : 0;
 }
 
-LogFileOutput *NewOutput(const char *name) {
-   auto *const file = new (std::nothrow) LogFileOutput;
-   if (file != nullptr) {
-      file->tag = kLogOutputFile;
-      file->name = UtilSafeStrdup0(name);
-      file->write = &LogFile_Write;
-      file->start = &LogFile_Start;
-      file->destroy = &LogFile_Destroy;
-      file->stopThrottling = &LogFile_StopThrottling;
-      file->utcOffset = PresentUtcOffset();
-      FileIO_Invalidate(&file->file);
-   }
+LogFileOwner NewOutput(const char *name) {
+   LogFileOwner file(new LogFileOutput);
+   FileIO_Invalidate(&file->file);
+   file->tag = kLogOutputFile;
+   file->name = UtilSafeStrdup0(name);
+   file->write = &LogFile_Write;
+   file->start = &LogFile_Start;
+   file->destroy = &LogFile_Destroy;
+   file->stopThrottling = &LogFile_StopThrottling;
+   file->utcOffset = PresentUtcOffset();
    return file;
+}
+
+// Null when there is no place for the file. Out of memory: std::bad_alloc.
+LogFileOwner Create(const char *prefix, const char *name, const Dictionary *dictionary, const LogConfigSource *source) {
+   LogFileOwner file = NewOutput(name);
+   const LogText asked = AskedFileName(dictionary, source);
+   file->suffix = DictionaryText(dictionary, "log.suffix");
+   file->systemArea = dictionary != nullptr && Dict_GetBool(dictionary, 0, "log.systemAreaTemp") != 0;
+   const char *const keySuffix = std::strcmp(name, "file") != 0 ? name : nullptr;
+   ReadKeys(LogKeys(prefix, keySuffix, dictionary, source), file.get());
+   file->stderrLevel = LogKeys(prefix, nullptr, nullptr, source).Level("log.stderrLevel", -1);
+   if (EstablishArea(file.get())) {
+      file->automaticName = asked == nullptr;
+      file->path = file->automaticName ? DefaultPath(*file) : ExpandAskedPath(asked.get());
+   }
+   return file->path != nullptr ? std::move(file) : nullptr;
 }
 
 } // namespace
@@ -159,23 +174,10 @@ LogOutput *Log_CreateFileOutput(const char *prefix, const char *name, const Dict
    if (name == nullptr || name[0] == '\0' || (prefix != nullptr && prefix[0] == '\0')) {
       return nullptr;
    }
-   LogFileOutput *const file = NewOutput(name);
-   if (file == nullptr) {
+   try {
+      return Create(prefix, name, dictionary, source).release();
+   } catch (const std::bad_alloc &) {
+      Log_Warning("%s: out of memory\n", "Log_CreateFileOutput");
       return nullptr;
    }
-   const LogText asked = AskedFileName(dictionary, source);
-   file->suffix = DictionaryText(dictionary, "log.suffix");
-   file->systemArea = dictionary != nullptr && Dict_GetBool(dictionary, 0, "log.systemAreaTemp") != 0;
-   const char *const keySuffix = std::strcmp(name, "file") != 0 ? name : nullptr;
-   ReadKeys(LogKeys(prefix, keySuffix, dictionary, source), file);
-   file->stderrLevel = LogKeys(prefix, nullptr, nullptr, source).Level("log.stderrLevel", -1);
-   if (EstablishArea(file)) {
-      file->automaticName = asked == nullptr;
-      file->path = file->automaticName ? DefaultPath(*file) : ExpandAskedPath(asked.get());
-   }
-   if (file->path == nullptr) {
-      LogFile_Destroy(file);
-      return nullptr;
-   }
-   return file;
 }

@@ -63,6 +63,12 @@ bool LogFile_Start(LogOutput *output);
 void LogFile_Destroy(LogOutput *output);
 void LogFile_StopThrottling(LogOutput *output);
 
+/// Destroys in place of deleting.
+struct LogFileDestroyed {
+   void operator()(LogFileOutput *file) const { LogFile_Destroy(file); }
+};
+using LogFileOwner = std::unique_ptr<LogFileOutput, LogFileDestroyed>;
+
 /* ---- Queries. Any other output gives false or null. -------------------------------------------------------------- */
 
 /// The settings of a file output, as its keys have set them.

@@ -5,6 +5,8 @@
 #include <algorithm>
 #include <array>
 #include <charconv>
+#include <memory>
+#include <new>
 #include <span>
 #include <string_view>
 #include <sys/stat.h>
@@ -42,6 +44,11 @@ private:
    DynBuf mBytes;
 };
 
+struct FreedNames {
+   int count;
+   void operator()(char **names) const { File_FreeNames(names, count); }
+};
+
 /// Taken once, when the first file asks for it.
 class Processes {
 public:
@@ -72,23 +79,21 @@ bool IsOwnPlainFile(const char *path) {
 }
 
 void Collect(const char *folder, LogFileMatcher matcher, void *argument, DeadFiles *dead) {
-   char **names = nullptr;
-   const int count = File_ListDirectory(folder, &names);
+   char **listed = nullptr;
+   const int count = File_ListDirectory(folder, &listed);
+   const std::unique_ptr<char *[], FreedNames> owned(listed, {std::max(count, 0)});
    Processes processes;
    for (int at = 0; at < count; ++at) {
       uint32_t pid = 0;
-      if (!matcher(names[at], argument, &pid) || !processes.IsGone(pid)) {
+      if (!matcher(listed[at], argument, &pid) || !processes.IsGone(pid)) {
          continue;
       }
-      LogText path(File_PathJoin(folder, names[at]));
+      LogText path(File_PathJoin(folder, listed[at]));
       int64_t writeTime = -1;
       if (IsOwnPlainFile(path.get()) && File_GetTimes(path.get(), nullptr, nullptr, &writeTime, nullptr) != 0 &&
           writeTime != -1) {
          dead->Add(std::move(path), writeTime);
       }
-   }
-   if (count >= 0) {
-      File_FreeNames(names, count);
    }
 }
 
@@ -133,10 +138,14 @@ bool LogFile_PurgeDead(const LogOutput *output, LogFileMatcher matcher, void *ar
       matcher = &MatchesFamily;
       argument = family.data();
    }
-   char *folder = nullptr;
-   File_GetPathName(file->path.get(), &folder, nullptr);
-   const LogText ownedFolder(folder);
-   DeadFiles dead;
-   Collect(folder, matcher, argument, &dead);
-   return RemoveOldest(dead.Files(), static_cast<size_t>(file->keepCount));
+   try {
+      char *folder = nullptr;
+      File_GetPathName(file->path.get(), &folder, nullptr);
+      const LogText ownedFolder(folder);
+      DeadFiles dead;
+      Collect(folder, matcher, argument, &dead);
+      return RemoveOldest(dead.Files(), static_cast<size_t>(file->keepCount));
+   } catch (const std::bad_alloc &) { // the next process will do it
+      return false;
+   }
 }

@@ -215,6 +215,7 @@ bool LogFile_Start(LogOutput *output) {
    }
    file->ring.reset(gLogFileSystem.createRing(kLogRingSize));
    if (file->ring == nullptr) {
+      Log_Warning("%s: out of memory\n", "LogFile_Start");
       FileIO_Close(&file->file);
       return false;
    }

@@ -18,7 +18,7 @@ using LogText = std::unique_ptr<char, LogFreed>;
 ///
 /// Required: a value of the source that equals the built-in default counts as not set, even where the dictionary has
 /// another one. Owner: a local of whoever sets up an output. Threads: one. Locks: none. Life cycle: plain values, which
-/// outlive it.
+/// outlive it. Out of memory: std::bad_alloc.
 class LogKeys {
 public:
    /// `prefix` null or empty: no prefixed keys. `suffix` null: none. Both `dictionary` and `source` may be null.

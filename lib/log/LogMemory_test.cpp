@@ -4,13 +4,20 @@
 #include "lib/log/LogTestKit.h"
 #include "tests/kit/Faults.h"
 
+#include <functional>
+#include <initializer_list>
+#include <string>
+#include <vector>
+
 using kit::FailNth;
 using kit::Fault;
 using kit::Repeat;
 using logtest::LogFixture;
 
 namespace {
+
 class LogMemory : public LogFixture {};
+
 } // namespace
 
 TEST_F(LogMemory, WithoutALockEveryCallAnswersNoAndAMessageIsDropped) {
@@ -62,16 +69,65 @@ TEST_F(LogMemory, ARingIsWholeOrNone) {
    LogRing_Destroy(ring);
 }
 
-TEST_F(LogMemory, WithoutRoomForAnOutputThereIsNone) {
+// Whichever allocation fails: no exception, and an output that works, or none and a line that says why.
+TEST_F(LogMemory, AStartThatFindsNoMemoryIsRefusedWithALineAndTheNextOneWorks) {
+   const std::string given = folder / "given.log";
+   const std::initializer_list<std::function<LogOutput *()>> starts = {
+      [] { return Log_CreateFileOutput("MAVR", "file", nullptr, Log_GetConfigSource()); },
+      [] { return Log_Start("MAVR", nullptr, nullptr, true); },
+      [&] { return Log_StartWithPath("MAVR", nullptr, given.c_str()); },
+   };
+   std::vector<const char *> unseen = {"Log_CreateFileOutput", "Log_StartWithPath", "LogFile_Start"};
+   Log_Info("makes the lock");
+   for (const auto &start : starts) {
+      for (uint64_t nth = 1;; ++nth) {
+         FailNth fault(Fault::Allocation, nth);
+         LogOutput *const output = start();
+         fault.Disarm();
+         const bool struck = fault.Struck();
+         const bool attached = Log_GetFilePath() != nullptr;
+         if (output != nullptr && !attached) {
+            EXPECT_TRUE(Log_ReleaseOutput(output));
+         }
+         Log_Stop();
+         ASSERT_TRUE(Log_AddOutput(&capture));
+         EXPECT_TRUE(output != nullptr || !capture.lines.empty()) << "allocation " << nth;
+         std::erase_if(unseen, [this](const char *function) {
+            return capture.Saw(kLogLevelWarning, "%s: out of memory\n", function);
+         });
+         EXPECT_TRUE(Log_ReplaceOutput(&capture, nullptr, false));
+         capture.lines.clear();
+         if (!struck) {
+            EXPECT_NE(output, nullptr);
+            break;
+         }
+      }
+   }
+   EXPECT_EQ(unseen, std::vector<const char *>());
+}
+
+TEST_F(LogMemory, ModuleFiltersThatFindNoMemoryStayAsTheyAre) {
+   ASSERT_TRUE(Log_AddOutput(&capture));
+   Log_SetFileLevel(1, 9);
    {
       const FailNth fault(Fault::Allocation, 1);
-      EXPECT_EQ(Log_CreateFileOutput(nullptr, "file", nullptr, nullptr), nullptr);
+      Log_LoadModuleFilters("MAVR", Log_GetConfigSource());
       EXPECT_TRUE(fault.Struck());
    }
+   EXPECT_TRUE(capture.Saw(kLogLevelWarning, "%s: out of memory\n", "Log_LoadModuleFilters"));
+   EXPECT_EQ(Log_GetFileLevel(1), 9);
+}
+
+TEST_F(LogMemory, AMergeThatFindsNoMemoryChangesNothing) {
+   LogOutput *const former = StartFile(folder / "former.log");
+   LogOutput *const later = CreateFile(folder / "later.log");
+   ASSERT_TRUE(former != nullptr && later != nullptr && later->start(later));
    {
       const FailNth fault(Fault::Allocation, 1);
-      EXPECT_EQ(Log_Start(nullptr, nullptr, nullptr, false), nullptr);
+      EXPECT_FALSE(Log_ReplaceOutput(former, later, true));
+      EXPECT_TRUE(fault.Struck());
    }
-   LogOutput *const output = Log_Start(nullptr, nullptr, nullptr, false);
-   EXPECT_NE(output, nullptr);
+   EXPECT_STREQ(Log_GetFilePath(), (folder / "former.log").c_str());
+   EXPECT_TRUE(Log_ReplaceOutput(former, later, true));
+   EXPECT_STREQ(Log_GetFilePath(), (folder / "later.log").c_str());
 }

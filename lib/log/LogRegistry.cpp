@@ -8,6 +8,7 @@
 #include <algorithm>
 #include <array>
 #include <cstring>
+#include <new>
 
 namespace {
 
@@ -93,7 +94,17 @@ bool MayReplace(const LogOutput *old, const LogOutput *replacement, bool merge) 
    return replacement == nullptr || (Find(replacement) == End() && SameKindAndName(*old, *replacement));
 }
 
-void PutInPlaceOf(LogOutput *old, LogOutput *replacement, bool merge) {
+// Null when out of memory.
+LogText CopyOfPath(const LogOutput *output) {
+   try {
+      return LogText(Unicode_Duplicate(LogFile_GetPath(output)));
+   } catch (const std::bad_alloc &) {
+      return nullptr;
+   }
+}
+
+// `mergedPath`: the file that moves into the replacement's, or null.
+void PutInPlaceOf(LogOutput *old, LogOutput *replacement, const char *mergedPath) {
    LogOutput **const place = Find(old);
    if (replacement == nullptr) {
       *place = *(End() - 1);
@@ -101,10 +112,9 @@ void PutInPlaceOf(LogOutput *old, LogOutput *replacement, bool merge) {
       gLogState.outputCount.fetch_sub(1);
    } else {
       *place = replacement;
-      if (merge) {
-         const LogText path(Unicode_Duplicate(LogFile_GetPath(old)));
+      if (mergedPath != nullptr) {
          const LogCallOut callOut;
-         LogFile_Merge(path.get(), replacement);
+         LogFile_Merge(mergedPath, replacement);
       }
    }
    if (Begin() == End()) {
@@ -199,7 +209,11 @@ bool Log_ReplaceOutput(LogOutput *old, LogOutput *replacement, bool merge) {
       if (!lock || !MayReplace(old, replacement, merge)) {
          return false;
       }
-      PutInPlaceOf(old, replacement, merge);
+      const LogText mergedPath = merge ? CopyOfPath(old) : nullptr;
+      if (merge && mergedPath == nullptr) {
+         return false;
+      }
+      PutInPlaceOf(old, replacement, mergedPath.get());
    }
    old->destroy(old);
    return true;
@@ -231,11 +245,15 @@ void Log_Stop() {
 
 void Log_LoadModuleFilters(const char *prefix, const LogConfigSource *source) {
    const LogErrnoKeeper keeper;
-   for (uint32_t id = 1; id <= kLogModuleCount; ++id) {
-      const LogKeys keys(prefix, Log_ModuleNameById(id), nullptr, source);
-      LogFilter *const filter = Log_ModuleFilter(id);
-      LoadLevel(keys, "log.filter.minLogLevel", &filter->fileLevel);
-      LoadLevel(keys, "log.filter.minStderrLevel", &filter->stderrLevel);
+   try {
+      for (uint32_t id = 1; id <= kLogModuleCount; ++id) {
+         const LogKeys keys(prefix, Log_ModuleNameById(id), nullptr, source);
+         LogFilter *const filter = Log_ModuleFilter(id);
+         LoadLevel(keys, "log.filter.minLogLevel", &filter->fileLevel);
+         LoadLevel(keys, "log.filter.minStderrLevel", &filter->stderrLevel);
+      }
+   } catch (const std::bad_alloc &) { // the rest stay as they are: a log without them is better than none
+      Log_Warning("%s: out of memory\n", "Log_LoadModuleFilters");
    }
 }
 

@@ -3,9 +3,16 @@
 #include "lib/log/LogFileOutput.h"
 #include "lib/log/LogState.h"
 
+#include <memory>
+#include <new>
+
 namespace {
 
 enum class Purge { No, Yes };
+
+struct FreedDictionary {
+   void operator()(Dictionary *dictionary) const { Dictionary_Free(dictionary); }
+};
 
 // The last words of a process that ends itself.
 void KeepPanicText(const char *text) {
@@ -42,9 +49,12 @@ LogOutput *Log_Start(const char *prefix, const Dictionary *dictionary, const Log
 
 LogOutput *Log_StartWithPath(const char *prefix, const LogConfigSource *source, const char *path) {
    const LogErrnoKeeper keeper;
-   Dictionary *const dictionary = Dictionary_Create();
-   Dict_SetString(dictionary, path, "log.fileName");
-   LogOutput *const output = Start(prefix, dictionary, source, Purge::No);
-   Dictionary_Free(dictionary);
-   return output;
+   try {
+      const std::unique_ptr<Dictionary, FreedDictionary> dictionary(Dictionary_Create());
+      Dict_SetString(dictionary.get(), path, "log.fileName");
+      return Start(prefix, dictionary.get(), source, Purge::No);
+   } catch (const std::bad_alloc &) {
+      Log_Warning("%s: out of memory\n", "Log_StartWithPath");
+      return nullptr;
+   }
 }
