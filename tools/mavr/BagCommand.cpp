@@ -8,6 +8,8 @@
 #include "lib/mfw/messageframework/propertybag.h"
 #include "lib/mfw/messageframework/wirestring.h"
 
+#include <nlohmann/json.hpp>
+
 #include <cstdio>
 #include <memory>
 #include <string>
@@ -169,18 +171,14 @@ int Run(const std::vector<std::string> &wanted, bool json) {
 
 } // namespace
 
-void AddBagCommand(CLI::App &app, Action *action) {
-   CLI::App *const command = app.add_subcommand("bag", "Show named values as a tree and on the wire");
-   command->group(""); // for support: not in the list of commands
+void AddBagCommand(const Command &app) {
+   const Command command = app.AddCommand("bag", "Show named values as a tree and on the wire");
+   command.Hide(); // for support: not in the list of commands
    const auto texts = std::make_shared<std::vector<std::string>>();
    const auto json = std::make_shared<bool>(false);
-   command->add_option("TEXT", *texts, "NAME=VALUE, or BAG/NAME=VALUE; a sample without any");
-   command->add_flag("--json", *json, "Print JSON");
-   command->callback([=] {
-      *action = [=] {
-         return Run(*texts, *json);
-      };
-   });
+   command.AddTexts("TEXT", texts.get(), "NAME=VALUE, or BAG/NAME=VALUE; a sample without any");
+   command.AddFlag("--json", json.get(), "Print JSON");
+   command.Runs([=] { return Run(*texts, *json); });
 }
 
 } // namespace mavr

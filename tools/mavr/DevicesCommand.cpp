@@ -2,6 +2,8 @@
 #include "tools/mavr/Library.h"
 #include "tools/mavr/Output.h"
 
+#include <nlohmann/json.hpp>
+
 #include <cstdio>
 #include <memory>
 
@@ -45,15 +47,11 @@ int Run(bool json) {
 
 } // namespace
 
-void AddDevicesCommand(CLI::App &app, Action *action) {
-   CLI::App *const command = app.add_subcommand("devices", "List the cameras and microphones: name and user id");
+void AddDevicesCommand(const Command &app) {
+   const Command command = app.AddCommand("devices", "List the cameras and microphones: name and user id");
    const auto json = std::make_shared<bool>(false);
-   command->add_flag("--json", *json, "Print JSON");
-   command->callback([=] {
-      *action = [json] {
-         return Run(*json);
-      };
-   });
+   command.AddFlag("--json", json.get(), "Print JSON");
+   command.Runs([=] { return Run(*json); });
 }
 
 } // namespace mavr

@@ -2,6 +2,8 @@
 #include "tools/mavr/Commands.h"
 #include "tools/mavr/Output.h"
 
+#include <nlohmann/json.hpp>
+
 #include <algorithm>
 #include <cstdio>
 #include <memory>
@@ -71,16 +73,12 @@ int Run(bool json) {
 
 } // namespace
 
-void AddDoctorCommand(CLI::App &app, Action *action) {
-   CLI::App *const command = app.add_subcommand(
-      "doctor", "Check one by one what listing and opening devices stands on; 1 when something fails");
+void AddDoctorCommand(const Command &app) {
+   const Command command =
+      app.AddCommand("doctor", "Check one by one what listing and opening devices stands on; 1 when something fails");
    const auto json = std::make_shared<bool>(false);
-   command->add_flag("--json", *json, "Print JSON");
-   command->callback([=] {
-      *action = [json] {
-         return Run(*json);
-      };
-   });
+   command.AddFlag("--json", json.get(), "Print JSON");
+   command.Runs([=] { return Run(*json); });
 }
 
 } // namespace mavr

@@ -7,6 +7,8 @@
 #include "libs/avManager/AVSampleHandler.h"
 #include "libs/avManager/VideoBase.h"
 
+#include <nlohmann/json.hpp>
+
 #include <algorithm>
 #include <cmath>
 #include <cstdio>
@@ -172,34 +174,26 @@ int Convert(const std::string &path, const std::string &out, uint32_t rate) {
 
 } // namespace
 
-void AddDumpCommand(CLI::App &app, Action *action) {
-   CLI::App *const dump = app.add_subcommand("dump", "Look into a dump of frames or sound, or convert it");
-   dump->require_subcommand(1);
+void AddDumpCommand(const Command &app) {
+   const Command dump = app.AddCommand("dump", "Look into a dump of frames or sound, or convert it");
+   dump.RequireCommand();
    const auto path = std::make_shared<std::string>();
    const auto out = std::make_shared<std::string>();
    const auto json = std::make_shared<bool>(false);
 
-   CLI::App *const info = dump->add_subcommand("info", "Say what a dump file holds");
-   info->add_option("FILE", *path, "A dump file")->required();
-   info->add_flag("--json", *json, "Print JSON");
-   info->callback([=] {
-      *action = [=] {
-         return Info(*path, *json);
-      };
-   });
+   const Command info = dump.AddCommand("info", "Say what a dump file holds");
+   info.AddText("FILE", path.get(), "A dump file").Required();
+   info.AddFlag("--json", json.get(), "Print JSON");
+   info.Runs([=] { return Info(*path, *json); });
 
-   CLI::App *const convert = dump->add_subcommand("convert", "Turn a dump into a stream, a picture or sound");
-   convert->add_option("FILE", *path, "A dump file")->required();
-   convert->add_option("OUT", *out, "File: .y4m a stream or .png the first frame of pictures, .wav of sound")
-      ->required();
+   const Command convert = dump.AddCommand("convert", "Turn a dump into a stream, a picture or sound");
+   convert.AddText("FILE", path.get(), "A dump file").Required();
+   convert.AddText("OUT", out.get(), "File: .y4m a stream or .png the first frame of pictures, .wav of sound")
+      .Required();
    const auto rate = std::make_shared<uint32_t>(0);
-   convert->add_option("--rate", *rate, "Frames or samples a second; else worked out from the times in the dump")
-      ->check(CLI::Range(1, 384000));
-   convert->callback([=] {
-      *action = [=] {
-         return Convert(*path, *out, *rate);
-      };
-   });
+   convert.AddNumber("--rate", rate.get(), "Frames or samples a second; else worked out from the times in the dump")
+      .Within(1, 384000);
+   convert.Runs([=] { return Convert(*path, *out, *rate); });
 }
 
 } // namespace mavr

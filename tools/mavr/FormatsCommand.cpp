@@ -5,6 +5,8 @@
 
 #include "libs/avManager/devices/VideoInputDevices.h"
 
+#include <nlohmann/json.hpp>
+
 #include <cstdio>
 #include <memory>
 
@@ -58,17 +60,13 @@ int Run(const std::string &wanted, bool json) {
 
 } // namespace
 
-void AddFormatsCommand(CLI::App &app, Action *action) {
-   CLI::App *const command = app.add_subcommand("formats", "List the sizes that a camera can deliver");
+void AddFormatsCommand(const Command &app) {
+   const Command command = app.AddCommand("formats", "List the sizes that a camera can deliver");
    const auto wanted = std::make_shared<std::string>();
    const auto json = std::make_shared<bool>(false);
-   command->add_option("CAMERA", *wanted, "User id, a piece of one, or display name")->required();
-   command->add_flag("--json", *json, "Print JSON");
-   command->callback([=] {
-      *action = [=] {
-         return Run(*wanted, *json);
-      };
-   });
+   command.AddText("CAMERA", wanted.get(), "User id, a piece of one, or display name").Required();
+   command.AddFlag("--json", json.get(), "Print JSON");
+   command.Runs([=] { return Run(*wanted, *json); });
 }
 
 } // namespace mavr

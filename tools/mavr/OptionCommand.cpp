@@ -3,6 +3,8 @@
 #include "tools/mavr/Output.h"
 #include "tools/mavr/ToolError.h"
 
+#include <nlohmann/json.hpp>
+
 #include <charconv>
 #include <cstdio>
 #include <memory>
@@ -42,21 +44,17 @@ int Run(const std::string &wanted, bool json) {
 
 } // namespace
 
-void AddOptionCommand(CLI::App &app, Action *action) {
-   CLI::App *const command =
-      app.add_subcommand("option", "Show or store which microphones are redirected: all, default or preferred");
+void AddOptionCommand(const Command &app) {
+   const Command command =
+      app.AddCommand("option", "Show or store which microphones are redirected: all, default or preferred");
    const auto wanted = std::make_shared<std::string>();
    const auto json = std::make_shared<bool>(false);
-   command->add_option("OPTION", *wanted, "all (0), default (1), preferred (2) or a number")
-      ->check([](const std::string &text) {
+   command.AddText("OPTION", wanted.get(), "all (0), default (1), preferred (2) or a number")
+      .Check([](const std::string &text) {
          return ParseOption(text) ? std::string() : "'" + text + "' is neither all, default, preferred nor a number";
       });
-   command->add_flag("--json", *json, "Print JSON");
-   command->callback([=] {
-      *action = [=] {
-         return Run(*wanted, *json);
-      };
-   });
+   command.AddFlag("--json", json.get(), "Print JSON");
+   command.Runs([=] { return Run(*wanted, *json); });
 }
 
 } // namespace mavr

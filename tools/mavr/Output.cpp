@@ -1,5 +1,7 @@
 #include "tools/mavr/Output.h"
 
+#include <nlohmann/json.hpp>
+
 #include <algorithm>
 #include <cstdio>
 

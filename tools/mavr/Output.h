@@ -2,7 +2,7 @@
 
 #include "tools/mavr/Library.h"
 
-#include <nlohmann/json.hpp>
+#include <nlohmann/json_fwd.hpp>
 
 #include <optional>
 #include <string>

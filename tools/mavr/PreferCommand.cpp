@@ -81,23 +81,18 @@ int Run(Arguments wanted) {
 
 } // namespace
 
-void AddPreferCommand(CLI::App &app, Action *action) {
-   CLI::App *const command = app.add_subcommand("prefer", "Store the preferred camera or microphone");
+void AddPreferCommand(const Command &app) {
+   const Command command = app.AddCommand("prefer", "Store the preferred camera or microphone");
    const auto arguments = std::make_shared<Arguments>();
-   command->add_option("KIND", arguments->kind, "camera or microphone")
-      ->required()
-      ->check(CLI::IsMember({"camera", "microphone"}));
-   auto *const id = command->add_option("--id", arguments->id, "User id, or a piece of one; tried first");
-   auto *const name = command->add_option("--name", arguments->name, "Display name, exactly; tried when no id matches");
-   auto *const clear = command->add_flag("--clear", arguments->clear, "Prefer no device");
-   clear->excludes(id)->excludes(name);
-   command->callback([=] {
+   command.AddText("KIND", &arguments->kind, "camera or microphone").Required().OneOf({"camera", "microphone"});
+   const Option id = command.AddText("--id", &arguments->id, "User id, or a piece of one; tried first");
+   const Option name = command.AddText("--name", &arguments->name, "Display name, exactly; tried when no id matches");
+   command.AddFlag("--clear", &arguments->clear, "Prefer no device").Excludes(id).Excludes(name);
+   command.Runs([=] {
       if (!arguments->clear && arguments->id.empty() && arguments->name.empty()) {
-         throw CLI::RequiredError("--id, --name or --clear");
+         throw UsageError("--id, --name or --clear is required");
       }
-      *action = [arguments] {
-         return Run(*arguments);
-      };
+      return Run(*arguments);
    });
 }
 

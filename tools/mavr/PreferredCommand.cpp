@@ -2,6 +2,8 @@
 #include "tools/mavr/Library.h"
 #include "tools/mavr/Output.h"
 
+#include <nlohmann/json.hpp>
+
 #include <memory>
 
 namespace mavr {
@@ -28,15 +30,11 @@ int Run(bool json) {
 
 } // namespace
 
-void AddPreferredCommand(CLI::App &app, Action *action) {
-   CLI::App *const command = app.add_subcommand("preferred", "Show the device that each stored preference selects now");
+void AddPreferredCommand(const Command &app) {
+   const Command command = app.AddCommand("preferred", "Show the device that each stored preference selects now");
    const auto json = std::make_shared<bool>(false);
-   command->add_flag("--json", *json, "Print JSON");
-   command->callback([=] {
-      *action = [json] {
-         return Run(*json);
-      };
-   });
+   command.AddFlag("--json", json.get(), "Print JSON");
+   command.Runs([=] { return Run(*json); });
 }
 
 } // namespace mavr

@@ -7,8 +7,8 @@
 namespace mavr {
 
 /// The kinds of 'mavr record': each adds its own to `record`, as the commands of Commands.h do.
-void AddRecordAudioCommand(CLI::App &record, Action *action);
-void AddRecordVideoCommand(CLI::App &record, Action *action);
+void AddRecordAudioCommand(const Command &record);
+void AddRecordVideoCommand(const Command &record);
 
 /// How long a device may take to its first frame or chunk, milliseconds; then the recording fails.
 inline constexpr uint32_t kFirstMS = 4000;

@@ -15,6 +15,8 @@
 #include "libs/utils/DataBuffer.h"
 #include "libs/utils/SampleMeta.h"
 
+#include <nlohmann/json.hpp>
+
 #include <algorithm>
 #include <cstdio>
 #include <cstring>
@@ -255,25 +257,17 @@ int RecordAudio(const AudioOptions &options) {
 
 } // namespace
 
-void AddRecordAudioCommand(CLI::App &record, Action *action) {
-   CLI::App *const audio = record.add_subcommand("audio", "Sound of a microphone: level, losses, and a file of it");
+void AddRecordAudioCommand(const Command &record) {
+   const Command audio = record.AddCommand("audio", "Sound of a microphone: level, losses, and a file of it");
    const auto options = std::make_shared<AudioOptions>();
-   audio->add_option("--device", options->device,
-                     "User id, a piece of one, or display name; else the preferred microphone");
-   audio->add_option("--rate", options->rate, "Samples a second")
-      ->capture_default_str()
-      ->check(CLI::Range(8000, 192000));
-   audio->add_option("--chunk-ms", options->chunkMS, "Milliseconds of a chunk")
-      ->capture_default_str()
-      ->check(CLI::Range(1, 1000));
-   audio->add_option("--seconds", options->seconds, "How long")->capture_default_str()->check(CLI::Range(0.1, 1e6));
-   audio->add_option("--out", options->out, "File: .wav, or any other ending for a dump that 'mavr dump' reads");
-   audio->add_flag("--json", options->json, "Print the summary as JSON");
-   audio->callback([=] {
-      *action = [=] {
-         return RecordAudio(*options);
-      };
-   });
+   audio.AddText("--device", &options->device,
+                 "User id, a piece of one, or display name; else the preferred microphone");
+   audio.AddNumber("--rate", &options->rate, "Samples a second").ShowDefault().Within(8000, 192000);
+   audio.AddNumber("--chunk-ms", &options->chunkMS, "Milliseconds of a chunk").ShowDefault().Within(1, 1000);
+   audio.AddNumber("--seconds", &options->seconds, "How long").ShowDefault().Within(0.1, 1e6);
+   audio.AddText("--out", &options->out, "File: .wav, or any other ending for a dump that 'mavr dump' reads");
+   audio.AddFlag("--json", &options->json, "Print the summary as JSON");
+   audio.Runs([=] { return RecordAudio(*options); });
 }
 
 } // namespace mavr

@@ -8,11 +8,11 @@ double NowSeconds() {
    return static_cast<double>(osal::Clock::current().monotonicNs()) / 1e9;
 }
 
-void AddRecordCommand(CLI::App &app, Action *action) {
-   CLI::App *const record = app.add_subcommand("record", "Record from a device through the recorder");
-   record->require_subcommand(1);
-   AddRecordVideoCommand(*record, action);
-   AddRecordAudioCommand(*record, action);
+void AddRecordCommand(const Command &app) {
+   const Command record = app.AddCommand("record", "Record from a device through the recorder");
+   record.RequireCommand();
+   AddRecordVideoCommand(record);
+   AddRecordAudioCommand(record);
 }
 
 } // namespace mavr

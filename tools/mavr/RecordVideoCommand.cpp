@@ -16,6 +16,8 @@
 #include "libs/utils/DataBuffer.h"
 #include "libs/utils/SampleMeta.h"
 
+#include <nlohmann/json.hpp>
+
 #include <algorithm>
 #include <cstdio>
 #include <cstring>
@@ -273,8 +275,8 @@ int RecordVideo(const VideoOptions &options) {
 
 } // namespace
 
-void AddRecordVideoCommand(CLI::App &record, Action *action) {
-   CLI::App *const video = record.add_subcommand("video", "Frames of a camera: rate, losses, size, and a file of them");
+void AddRecordVideoCommand(const Command &record) {
+   const Command video = record.AddCommand("video", "Frames of a camera: rate, losses, size, and a file of them");
    const auto options = std::make_shared<VideoOptions>();
    const auto isSize = [](const std::string &text) {
       uint32_t width = 0;
@@ -283,19 +285,14 @@ void AddRecordVideoCommand(CLI::App &record, Action *action) {
                 ? std::string()
                 : "'" + text + "' is no size in pixels, as 640x480 is, both multiples of 4";
    };
-   video->add_option("--device", options->device,
-                     "User id, a piece of one, or display name; else the preferred camera");
-   video->add_option("--size", options->size, "Size to record")->capture_default_str()->check(isSize);
-   video->add_option("--fps", options->rate, "Frames a second")->capture_default_str()->check(CLI::Range(1, 1000));
-   video->add_option("--seconds", options->seconds, "How long")->capture_default_str()->check(CLI::Range(0.1, 1e6));
-   video->add_option("--out", options->out,
-                     "File: .y4m a stream, .png the first frame, any other ending a dump that 'mavr dump' reads");
-   video->add_flag("--json", options->json, "Print the summary as JSON");
-   video->callback([=] {
-      *action = [=] {
-         return RecordVideo(*options);
-      };
-   });
+   video.AddText("--device", &options->device, "User id, a piece of one, or display name; else the preferred camera");
+   video.AddText("--size", &options->size, "Size to record").ShowDefault().Check(isSize);
+   video.AddNumber("--fps", &options->rate, "Frames a second").ShowDefault().Within(1, 1000);
+   video.AddNumber("--seconds", &options->seconds, "How long").ShowDefault().Within(0.1, 1e6);
+   video.AddText("--out", &options->out,
+                 "File: .y4m a stream, .png the first frame, any other ending a dump that 'mavr dump' reads");
+   video.AddFlag("--json", &options->json, "Print the summary as JSON");
+   video.Runs([=] { return RecordVideo(*options); });
 }
 
 } // namespace mavr

@@ -15,6 +15,8 @@
 #include "osal/Clock.h"
 #include "osal/Threads.h"
 
+#include <nlohmann/json.hpp>
+
 #include <sys/stat.h>
 #include <sys/wait.h>
 
@@ -255,51 +257,45 @@ int Redirect(const RedirectOptions &options) {
    return (*report)["accountAgrees"].get<bool>() ? 0 : 1;
 }
 
-void AddSideOptions(CLI::App *command, SideOptions *side) {
-   command->add_option("--seconds", side->seconds, "How long")->capture_default_str()->check(CLI::Range(0.1, 1e6));
-   command->add_option("--loss", side->lossPercent, "Percent of the datagrams of lossy channels that get lost")
-      ->capture_default_str()
-      ->check(CLI::Range(0.0, 100.0));
-   command->add_option("--out", side->out, "Folder for report, pictures and sound; made when it is not there")
-      ->capture_default_str();
-   command->add_flag("--reliable-video", side->isVideoReliable, "Send pictures over a reliable channel");
+void AddSideOptions(const Command &command, SideOptions *side) {
+   command.AddNumber("--seconds", &side->seconds, "How long").ShowDefault().Within(0.1, 1e6);
+   command.AddNumber("--loss", &side->lossPercent, "Percent of the datagrams of lossy channels that get lost")
+      .ShowDefault()
+      .Within(0.0, 100.0);
+   command.AddText("--out", &side->out, "Folder for report, pictures and sound; made when it is not there")
+      .ShowDefault();
+   command.AddFlag("--reliable-video", &side->isVideoReliable, "Send pictures over a reliable channel");
 }
 
 // What the two processes run.
-void AddSide(CLI::App *parent, const char *name, int (*run)(const SideOptions &), Action *action) {
-   CLI::App *const command = parent->add_subcommand(name);
+void AddSide(const Command &parent, const char *name, int (*run)(const SideOptions &)) {
+   const Command command = parent.AddCommand(name);
    const auto side = std::make_shared<SideOptions>();
    AddSideOptions(command, side.get());
-   command->add_option("--socket", side->socket)->required();
-   command->callback([=] {
-      *action = [=] {
-         std::signal(SIGINT, SIG_IGN);  // the whole job ends through the lifeline
-         std::signal(SIGPIPE, SIG_IGN); // nobody may read the progress any more
-         umask(S_IRWXG | S_IRWXO);      // pictures and voices are their owner's
-         return run(*side);
-      };
+   command.AddNumber("--socket", &side->socket).Required();
+   command.Runs([=] {
+      std::signal(SIGINT, SIG_IGN);  // the whole job ends through the lifeline
+      std::signal(SIGPIPE, SIG_IGN); // nobody may read the progress any more
+      umask(S_IRWXG | S_IRWXO);      // pictures and voices are their owner's
+      return run(*side);
    });
 }
 
 } // namespace
 
-void AddRedirectCommand(CLI::App &app, Action *action) {
-   CLI::App *const command =
-      app.add_subcommand("redirect", "Send camera and microphone from one process to another, and report on it");
+void AddRedirectCommand(const Command &app) {
+   const Command command =
+      app.AddCommand("redirect", "Send camera and microphone from one process to another, and report on it");
    const auto options = std::make_shared<RedirectOptions>();
    options->side.out = "redirect-report";
    AddSideOptions(command, &options->side);
-   command->add_flag("--json", options->json, "Print the report as JSON");
-   command->callback([=] {
-      *action = [=] {
-         return Redirect(*options);
-      };
-   });
-   CLI::App *const side = app.add_subcommand("redirect-side");
-   side->group("");
-   side->require_subcommand(1);
-   AddSide(side, "client", redirect::RunClient, action);
-   AddSide(side, "agent", redirect::RunAgent, action);
+   command.AddFlag("--json", &options->json, "Print the report as JSON");
+   command.Runs([=] { return Redirect(*options); });
+   const Command side = app.AddCommand("redirect-side");
+   side.Hide();
+   side.RequireCommand();
+   AddSide(side, "client", redirect::RunClient);
+   AddSide(side, "agent", redirect::RunAgent);
 }
 
 } // namespace mavr

@@ -7,6 +7,8 @@
 #include "libs/utils/ConfigSettings.h"
 #include "osal/Platform.h"
 
+#include <nlohmann/json.hpp>
+
 #include <memory>
 
 namespace mavr {
@@ -88,16 +90,12 @@ int Run(bool json) {
 
 } // namespace
 
-void AddStatusCommand(CLI::App &app, Action *action) {
-   CLI::App *const command =
-      app.add_subcommand("status", "Show what is enabled, limited and preferred, and where settings and log are");
+void AddStatusCommand(const Command &app) {
+   const Command command =
+      app.AddCommand("status", "Show what is enabled, limited and preferred, and where settings and log are");
    const auto json = std::make_shared<bool>(false);
-   command->add_flag("--json", *json, "Print JSON");
-   command->callback([=] {
-      *action = [json] {
-         return Run(*json);
-      };
-   });
+   command.AddFlag("--json", json.get(), "Print JSON");
+   command.Runs([=] { return Run(*json); });
 }
 
 } // namespace mavr

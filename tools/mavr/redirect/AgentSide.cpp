@@ -20,6 +20,8 @@
 
 #include "osal/Clock.h"
 
+#include <nlohmann/json.hpp>
+
 #include <algorithm>
 #include <chrono>
 #include <cstdio>

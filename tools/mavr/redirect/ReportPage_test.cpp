@@ -1,5 +1,7 @@
 #include "tools/mavr/redirect/ReportPage.h"
 
+#include <nlohmann/json.hpp>
+
 #include <gtest/gtest.h>
 
 namespace mavr::redirect {

@@ -1,5 +1,7 @@
 #include "tools/mavr/redirect/SessionResult.h"
 
+#include <nlohmann/json.hpp>
+
 namespace mavr::redirect {
 namespace {
 

@@ -5,7 +5,7 @@
 #include "tools/mavr/redirect/SessionTalk.h"
 #include "tools/mavr/redirect/StreamMeter.h"
 
-#include <nlohmann/json.hpp>
+#include <nlohmann/json_fwd.hpp>
 
 #include <cstdint>
 #include <optional>
