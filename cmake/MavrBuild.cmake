@@ -83,6 +83,9 @@ if(MAVR_SANITIZE)
     target_compile_definitions(mavr_build INTERFACE MAVR_THREAD_SANITIZED=1)
   endif()
 endif()
+if(NOT MAVR_COVERAGE) # they are no branches of the product
+  target_compile_definitions(mavr_build INTERFACE $<$<OR:$<BOOL:${MAVR_SANITIZE}>,$<CONFIG:Debug>>:MAVR_SIDE_CHECKS=1>)
+endif()
 if(MAVR_COVERAGE)
   # The counters lie in mapped files, one for each program, and are exact under threads: a process that is killed, aborts
   # or starts with an empty environment has counted all the same.

@@ -1,9 +1,5 @@
 #pragma once
 
-#if !defined(__OPTIMIZE__) || defined(MAVR_SANITIZED)
-#define MAVR_SIDE_CHECKS
-#endif
-
 #ifdef MAVR_SIDE_CHECKS
 #include <atomic>
 #include <cassert>
@@ -11,7 +7,8 @@
 #endif
 
 /// One side of a queue, which one thread may use at a time: remembers that thread while it is inside, and asserts that
-/// no other one comes in. Debug and sanitizer builds only; nothing in the others.
+/// no other one comes in. Debug and sanitizer builds only; nothing in the others. The build says which it is: a queue
+/// has the same shape in all of it, however a source is optimised.
 ///
 /// The thread may be another one each time: a serial queue runs on many threads, one after the other.
 class SideCheck {
