@@ -29,11 +29,12 @@ if(MAVR_CCACHE AND NOT CMAKE_CXX_COMPILER_LAUNCHER)
   set(CMAKE_CXX_COMPILER_LAUNCHER "${CMAKE_C_COMPILER_LAUNCHER}")
 endif()
 
-# The sanitizers bring checks of their own; a debug build has nothing for these to work on.
+# The sanitizers bring checks of their own; a debug build has nothing for these to work on, and neither has a test.
 if(MAVR_SANITIZE)
   set(MAVR_FORTIFY "")
 else()
-  set(MAVR_FORTIFY $<$<NOT:$<CONFIG:Debug>>:-U_FORTIFY_SOURCE> $<$<NOT:$<CONFIG:Debug>>:-D_FORTIFY_SOURCE=2>)
+  set(mavr_hardened $<NOT:$<OR:$<CONFIG:Debug>,$<BOOL:$<TARGET_PROPERTY:MAVR_IS_TEST>>>>)
+  set(MAVR_FORTIFY $<${mavr_hardened}:-U_FORTIFY_SOURCE> $<${mavr_hardened}:-D_FORTIFY_SOURCE=2>)
 endif()
 
 add_library(mavr_build INTERFACE)
