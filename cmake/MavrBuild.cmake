@@ -29,11 +29,12 @@ if(MAVR_CCACHE AND NOT CMAKE_CXX_COMPILER_LAUNCHER)
   set(CMAKE_CXX_COMPILER_LAUNCHER "${CMAKE_C_COMPILER_LAUNCHER}")
 endif()
 
-# The sanitizers bring checks of their own; a debug build has nothing for these to work on, and neither has a test.
+# The sanitizers bring checks of their own; a debug build, or a test that is not optimised, has nothing for these to work
+# on.
 if(MAVR_SANITIZE)
   set(MAVR_FORTIFY "")
 else()
-  set(mavr_hardened $<NOT:$<OR:$<CONFIG:Debug>,$<BOOL:$<TARGET_PROPERTY:MAVR_IS_TEST>>>>)
+  set(mavr_hardened $<NOT:$<OR:$<CONFIG:Debug>,$<BOOL:$<TARGET_PROPERTY:MAVR_NOT_HARDENED>>>>)
   set(MAVR_FORTIFY $<${mavr_hardened}:-U_FORTIFY_SOURCE> $<${mavr_hardened}:-D_FORTIFY_SOURCE=2>)
 endif()
 
@@ -84,8 +85,10 @@ if(MAVR_SANITIZE)
     target_compile_definitions(mavr_build INTERFACE MAVR_THREAD_SANITIZED=1)
   endif()
 endif()
-if(NOT MAVR_COVERAGE) # they are no branches of the product
-  target_compile_definitions(mavr_build INTERFACE $<$<OR:$<BOOL:${MAVR_SANITIZE}>,$<CONFIG:Debug>>:MAVR_SIDE_CHECKS=1>)
+if(MAVR_SANITIZE)
+  target_compile_definitions(mavr_build INTERFACE MAVR_SIDE_CHECKS=1)
+elseif(NOT MAVR_COVERAGE) # they are no branches of the product
+  target_compile_definitions(mavr_build INTERFACE $<$<CONFIG:Debug>:MAVR_SIDE_CHECKS=1>)
 endif()
 if(MAVR_COVERAGE)
   # The counters lie in mapped files, one for each program, and are exact under threads: a process that is killed, aborts

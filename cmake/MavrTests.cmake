@@ -1,9 +1,10 @@
 # The two verbs for tests that the folders' CMakeLists.txt use:
 #   mavr_test(NAME n SOURCES ... [LIBRARIES ...] [OPTIONS ...] [LABEL unit] [TIMEOUT s] [FAIL_ON regex] [ALONE]
-#             [SINGLE_THREADED])
+#             [SINGLE_THREADED] [OPTIMISED])
 #      One test program and its tests. OPTIONS: for the compiler, behind all others. FAIL_ON: output that fits the
 #      expression fails a test. ALONE: no other test beside them, for what has to keep real time. SINGLE_THREADED: a
-#      thread in it ends it, and the thread sanitizer, which has nothing to look for, goes without it.
+#      thread in it ends it, and the thread sanitizer, which has nothing to look for, goes without it. OPTIMISED: as the
+#      product is, for a test that works out much itself.
 #   mavr_fuzzer(NAME n SOURCES ... [CORPUS dir])
 #      One fuzzer; where libFuzzer is not on it replays its corpus as a test.
 
@@ -21,7 +22,7 @@ if(BUILD_TESTING AND CMAKE_CXX_COMPILER_ID STREQUAL "Clang")
 endif()
 
 function(mavr_test)
-  cmake_parse_arguments(arg "ALONE;SINGLE_THREADED" "NAME;LABEL;TIMEOUT;FAIL_ON" "SOURCES;LIBRARIES;OPTIONS;ENVIRONMENT" ${ARGN})
+  cmake_parse_arguments(arg "ALONE;SINGLE_THREADED;OPTIMISED" "NAME;LABEL;TIMEOUT;FAIL_ON" "SOURCES;LIBRARIES;OPTIONS;ENVIRONMENT" ${ARGN})
   if(NOT BUILD_TESTING OR (arg_SINGLE_THREADED AND MAVR_SANITIZE STREQUAL "thread"))
     return()
   endif()
@@ -43,11 +44,15 @@ function(mavr_test)
     target_link_options(${arg_NAME} PRIVATE -fuse-ld=lld)
   endif()
   # The header was read for C++ and as the tests' options have it.
-  if(TARGET mavr_gtest_header AND NOT arg_OPTIONS AND NOT arg_SOURCES MATCHES "[.]c(;|$)")
+  if(TARGET mavr_gtest_header AND NOT arg_OPTIMISED AND NOT arg_OPTIONS AND NOT arg_SOURCES MATCHES "[.]c(;|$)")
     target_precompile_headers(${arg_NAME} REUSE_FROM mavr_gtest_header)
   endif()
-  target_compile_options(${arg_NAME} PRIVATE ${MAVR_TEST_FLAGS} ${arg_OPTIONS})
-  set_target_properties(${arg_NAME} PROPERTIES RUNTIME_OUTPUT_DIRECTORY "${CMAKE_BINARY_DIR}/tests" MAVR_IS_TEST ON)
+  if(NOT arg_OPTIMISED)
+    target_compile_options(${arg_NAME} PRIVATE ${MAVR_TEST_FLAGS})
+    set_target_properties(${arg_NAME} PROPERTIES MAVR_NOT_HARDENED ON)
+  endif()
+  target_compile_options(${arg_NAME} PRIVATE ${arg_OPTIONS})
+  set_target_properties(${arg_NAME} PROPERTIES RUNTIME_OUTPUT_DIRECTORY "${CMAKE_BINARY_DIR}/tests")
   set(environment "MAVR_TEST_DATA=${CMAKE_CURRENT_SOURCE_DIR}" ${arg_ENVIRONMENT})
   set(fail_on "")
   if(arg_FAIL_ON)
