@@ -11,14 +11,9 @@
 set(MAVR_TEST_FLAGS "" CACHE STRING "Compiler options behind the others, for the tests' own sources")
 find_program(MAVR_LLD ld.lld) # links the many test programs in a quarter of the time
 
-# Most of what clang does with a test is to read gtest's header. g++ gains nothing when it has been read before.
-if(BUILD_TESTING AND CMAKE_CXX_COMPILER_ID STREQUAL "Clang")
-  add_library(mavr_gtest_header OBJECT "${PROJECT_SOURCE_DIR}/tests/kit/GtestHeader.cpp")
-  target_link_libraries(mavr_gtest_header PRIVATE mavr_build GTest::gtest)
-  # It is for programs.
-  set_target_properties(mavr_gtest_header PROPERTIES POSITION_INDEPENDENT_CODE OFF)
-  target_compile_options(mavr_gtest_header PRIVATE -fPIE ${MAVR_TEST_FLAGS} "SHELL:-Xclang -fno-pch-timestamp")
-  target_precompile_headers(mavr_gtest_header PRIVATE "$<$<COMPILE_LANGUAGE:CXX>:<gtest/gtest.h$<ANGLE-R>>")
+if(BUILD_TESTING AND COMMAND mavr_headers)
+  mavr_headers(mavr_gtest_header OPTIONS -fPIE ${MAVR_TEST_FLAGS} LIBRARIES GTest::gtest HEADERS gtest/gtest.h)
+  set_target_properties(mavr_gtest_header PROPERTIES POSITION_INDEPENDENT_CODE OFF) # it is for programs
 endif()
 
 function(mavr_test)
