@@ -29,8 +29,8 @@ if(MAVR_CCACHE AND NOT CMAKE_CXX_COMPILER_LAUNCHER)
   set(CMAKE_CXX_COMPILER_LAUNCHER "${CMAKE_C_COMPILER_LAUNCHER}")
 endif()
 
-# The sanitizers bring checks of their own; a debug build, or a test that is not optimised, has nothing for these to work
-# on.
+# The sanitizers bring checks of their own; a debug build, or a test, which is not optimised as the product is, has
+# nothing for these to work on.
 if(MAVR_SANITIZE)
   set(MAVR_FORTIFY "")
 else()

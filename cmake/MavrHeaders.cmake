@@ -1,8 +1,8 @@
 # Most of what clang does with a source of this tree is to read headers of others: it reads them once for many. g++ gains
 # nothing by that; its build, and clang-tidy, see to it that each source includes what it needs.
-#   mavr_read_once(TARGET [HEADER...])   the library TARGET takes part in the standard library's headers; a target that
-#                                        names more reads these and those once for itself
-# A test takes part in gtest's (MavrTests.cmake).
+#   mavr_read_once(TARGET [HEADER...])   the library TARGET shares the standard library's precompiled headers; a target that
+#                                        names more has its own, of these and those
+# Tests share gtest's (MavrTests.cmake).
 
 if(NOT CMAKE_CXX_COMPILER_ID STREQUAL "Clang")
   function(mavr_read_once target)

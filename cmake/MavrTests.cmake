@@ -13,7 +13,7 @@ find_program(MAVR_LLD ld.lld) # links the many test programs in a quarter of the
 
 if(BUILD_TESTING AND COMMAND mavr_headers)
   mavr_headers(mavr_gtest_header OPTIONS -fPIE ${MAVR_TEST_FLAGS} LIBRARIES GTest::gtest HEADERS gtest/gtest.h)
-  set_target_properties(mavr_gtest_header PROPERTIES POSITION_INDEPENDENT_CODE OFF) # it is for programs
+  set_target_properties(mavr_gtest_header PROPERTIES POSITION_INDEPENDENT_CODE OFF MAVR_NOT_HARDENED ON) # for programs
 endif()
 
 function(mavr_test)

@@ -55,7 +55,8 @@
  * settings file that cannot be written) is a line in the log, and gives the result that is stated with each function.
  *
  * Memory. Where it lacks below a call that starts the library, lists devices or touches the settings, std::bad_alloc
- * passes through it, with the output as it was; the next call works. The log goes on without.
+ * passes through it, with the output as it was; the next call works. Only on a damaged configuration file the parser
+ * ends the process then. The log goes on without.
  */
 #ifndef MMDR_MMDR_H
 #define MMDR_MMDR_H

@@ -131,6 +131,9 @@ const toml::node *FindDotted(const toml::table &file, std::string_view path) {
 template <class Accept>
 bool Ask(HeapText formattedKey, Accept accept) {
    const HeapText key = NotNull(std::move(formattedKey));
+   if (key.get()[0] == '\0') {
+      return false; // it could not be formatted
+   }
    Configuration &configuration = TheConfiguration();
    const std::lock_guard guard(configuration.lock);
    for (const toml::table &file : configuration.files) {

@@ -1,9 +1,10 @@
 /* corvanebase: the small base library that the log, the device records and the set-up stand on.
  *
  * A library of its own behind plain C linkage, so that another build of it can take its place. Nothing in it logs.
- * Out of memory, what makes a text, a dictionary, a digest or reads the configuration throws std::bad_alloc, and
- * nothing has changed; nothing else is thrown. Texts are UTF-8 and end in a zero byte. "Heap string" means: the caller
- * releases it with free(). Unless a function says otherwise it may be called on any thread.
+ * Out of memory, a function that makes a text, a dictionary or a digest, or reads the configuration, throws
+ * std::bad_alloc and has changed nothing; what tells failures by its result does so here too. Nothing else is thrown.
+ * Texts are UTF-8 and end in a zero byte. "Heap string" means: the caller releases it with free(). Unless a function
+ * says otherwise it may be called on any thread.
  */
 #pragma once
 
@@ -196,6 +197,7 @@ int Dict_GetBool(const Dictionary *dictionary, int defaultValue, const char *key
 
 /// Reads the configuration files (TOML, at most 1 MiB each) afresh. Called once at set-up; until then every key is
 /// absent. A file that is damaged, too large, no plain file or unreadable counts as empty; a missing one is no trouble.
+/// The parser makes the word on a damaged file where it may not throw: out of memory there ends the process.
 void Preference_Init(void);
 /// What was wrong with the files at the last Preference_Init: one line for people that names file, place and reason, or
 /// null. Valid until the next one.

@@ -1,6 +1,7 @@
 #include "lib/corvanebase/corvanebase.h"
 
 #include <new>
+#include <openssl/err.h>
 #include <openssl/evp.h>
 
 namespace {
@@ -19,10 +20,16 @@ EVP_MD_CTX *StateOf(const CryptoHashSHA256 *context) {
 
 void CryptoHash_InitSHA256(CryptoHashSHA256 *context) {
    context->state = EVP_MD_CTX_new();
-   if (context->state == nullptr) {
+   if (context->state != nullptr && EVP_DigestInit_ex(StateOf(context), EVP_sha256(), nullptr) == 1) {
+      return;
+   }
+   const bool memoryLacks = context->state == nullptr || ERR_GET_REASON(ERR_peek_last_error()) == ERR_R_MALLOC_FAILURE;
+   EVP_MD_CTX_free(StateOf(context));
+   context->state = nullptr;
+   if (memoryLacks) {
       throw std::bad_alloc();
    }
-   Verify(EVP_DigestInit_ex(StateOf(context), EVP_sha256(), nullptr) == 1, "CryptoHash_InitSHA256");
+   Verify(false, "CryptoHash_InitSHA256");
 }
 
 void CryptoHash_UpdateSHA256(CryptoHashSHA256 *context, const void *data, size_t size) {

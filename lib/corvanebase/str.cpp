@@ -61,7 +61,7 @@ HeapText FormatHeap(size_t *outLength, const char *format, va_list args) {
       }
    }
    va_end(again);
-   if (outLength != nullptr) {
+   if (outLength != nullptr && text != nullptr) {
       *outLength = length;
    }
    return text;

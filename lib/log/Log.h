@@ -78,13 +78,15 @@ bool Log_ReleaseOutput(LogOutput *output);
 
 /// Puts `replacement`, of the same kind and name, in the place of `old` and destroys `old`; null only removes `old`.
 /// With `merge` (file outputs) the content of old's file moves into the new one first. False, and nothing has changed
-/// but that `replacement` may be started, when the two do not fit or `replacement` cannot start.
+/// but that `replacement` may be started, when the two do not fit, `replacement` cannot start, or memory lacks for a
+/// merge (the last two are logged).
 bool Log_ReplaceOutput(LogOutput *old, LogOutput *replacement, bool merge);
 
 /// Detaches and destroys all outputs. Filters stay; messages wait for the next Log_AddOutput.
 void Log_Stop();
 
-/// Reads the filters of all modules: "log.filter.minLogLevel.NAME", "log.filter.minStderrLevel.NAME".
+/// Reads the filters of all modules: "log.filter.minLogLevel.NAME", "log.filter.minStderrLevel.NAME". Out of memory
+/// the rest stay as they are (logged).
 void Log_LoadModuleFilters(const char *prefix, const LogConfigSource *source);
 
 /* ---- Filters ----------------------------------------------------------------------------------------------------- */

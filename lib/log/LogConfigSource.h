@@ -5,8 +5,8 @@
 /// The table of calls through which the log reads its configuration, so that it depends on no settings module.
 ///
 /// The places of the slots are fixed: the table is also handed to LogLevel_Configure, which knows them. A reserved slot
-/// is null, and so may be any of the others: what it would read then counts as not set. Owner: static. Threads: any
-/// thread. Life cycle: constant.
+/// is null, and so may be any of the others: what it would read then counts as not set. A call may throw
+/// std::bad_alloc. Owner: static. Threads: any thread. Life cycle: constant.
 struct LogConfigSource {
    using Reserved = void (*)();
 

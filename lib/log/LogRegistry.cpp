@@ -94,11 +94,12 @@ bool MayReplace(const LogOutput *old, const LogOutput *replacement, bool merge) 
    return replacement == nullptr || (Find(replacement) == End() && SameKindAndName(*old, *replacement));
 }
 
-// Null when out of memory.
+// Null, logged, when out of memory.
 LogText CopyOfPath(const LogOutput *output) {
    try {
       return LogText(Unicode_Duplicate(LogFile_GetPath(output)));
    } catch (const std::bad_alloc &) {
+      Log_Warning("%s: out of memory\n", "Log_ReplaceOutput");
       return nullptr;
    }
 }

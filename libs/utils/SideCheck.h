@@ -7,8 +7,8 @@
 #endif
 
 /// One side of a queue, which one thread may use at a time: remembers that thread while it is inside, and asserts that
-/// no other one comes in. Debug and sanitizer builds only; nothing in the others. The build says which it is: a queue
-/// has the same shape in all of it, however a source is optimised.
+/// no other one comes in. Debug and sanitizer builds only; nothing in the others, nor where branches are counted. The
+/// build says which it is: a queue has the same shape in all of it, however a source is optimised.
 ///
 /// The thread may be another one each time: a serial queue runs on many threads, one after the other.
 class SideCheck {

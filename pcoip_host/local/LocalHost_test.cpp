@@ -55,8 +55,8 @@ TEST(LocalHost, ThereIsNoSessionBeforeBothSidesAreReady) {
 
 TEST(LocalHost, APluginThatAsksLateIsToldByTheAnswer) {
    SocketPair pair = MakeSocketPair().value();
-   const auto first = LocalHost::Create(std::move(pair.first), {});
-   const auto second = LocalHost::Create(std::move(pair.second), {LocalRendezvous::Role::kFollowing});
+   auto first = LocalHost::Create(std::move(pair.first), {});
+   auto second = LocalHost::Create(std::move(pair.second), {LocalRendezvous::Role::kFollowing});
    EXPECT_TRUE(first->connect());
    Plugin other(second.get(), 1);
    other.Await("connected");
@@ -70,6 +70,8 @@ TEST(LocalHost, APluginThatAsksLateIsToldByTheAnswer) {
    EXPECT_EQ(plugin.Open("video"), 1U);
    plugin.Await("1 opened 1");
    other.Await(std::to_string(theirs) + " opened 1");
+   first.reset(); // before the plugins, which its thread tells of the end
+   second.reset();
 }
 
 TEST(LocalHost, OnePluginRegistersAtATime) {

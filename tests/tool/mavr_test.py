@@ -649,11 +649,12 @@ class CommandLine(ToolTest):
         self.assertRegex(self.mavr("--version").stdout, r"^mavr \d+\.\d+\.\d+\n$")
 
     def test_output_that_cannot_be_written_is_an_error(self):
-        with open("/dev/full", "w", encoding="utf-8") as full:
-            done = subprocess.run([MAVR, "devices"], env=self.environment, stdout=full, stderr=subprocess.PIPE, text=True,
-                                  timeout=60, check=False)
-        self.assertEqual(done.returncode, 1)
-        self.assertIn("mavr: Standard output cannot be written.", done.stderr)
+        for arguments in (["devices"], ["--help"], ["prefer", "--help"], ["--version"]):
+            with self.subTest(arguments), open("/dev/full", "w", encoding="utf-8") as full:
+                done = subprocess.run([MAVR, *arguments], env=self.environment, stdout=full, stderr=subprocess.PIPE, text=True,
+                                      timeout=60, check=False)
+                self.assertEqual(done.returncode, 1)
+                self.assertIn("mavr: Standard output cannot be written.", done.stderr)
 
 
 def tearDownModule():

@@ -32,7 +32,7 @@ int main(int argc, char **argv) {
 
    try {
       const int status = commandLine.Run(argc, argv);
-      if (std::fflush(stdout) != 0) {
+      if (std::fflush(stdout) != 0 || std::ferror(stdout) != 0) {
          throw mavr::ToolError("Standard output cannot be written.", "Is the disk full or the reader gone?");
       }
       return status;

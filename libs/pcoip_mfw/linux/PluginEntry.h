@@ -9,7 +9,8 @@
 ///
 /// They are no exports of the library: a host that uses it as a plugin finds them by a route of its own.
 /// Owner: the process. Threads: host-serialised. Locks: none. Life cycle: load -> unload with the context that the load
-/// wrote, any number of times; the log stays up, the settings are closed by the first unload.
+/// wrote, any number of times; the log stays up, the settings are closed by the first unload. Out of memory:
+/// std::bad_alloc.
 
 /// Sets the library up, registers with the host of `table`, makes the plugin, and writes the context word, 0 when the
 /// registration failed. The second argument means nothing. Always 1.

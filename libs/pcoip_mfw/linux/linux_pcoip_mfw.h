@@ -11,6 +11,7 @@
 /// Starts the log under the prefix "MAVR", sends the component log and the text of a panic there, opens the settings
 /// and reads the words that rule the log: "LogLevel" and "ciEnabled". Does nothing once the log has started; a log that
 /// could not start (the log has the reason, in its early ring) is tried again, with everything else, at the next call.
+/// Out of memory: std::bad_alloc, or a log that could not start; the next call goes on from there.
 void MfwLog_Init();
 
 /// Closes the settings and nothing else: the log stays up, and a later MfwLog_Init does nothing.
