@@ -2,6 +2,7 @@
 // no. Nothing is left behind.
 
 #include "lib/corvanebase/corvanebase.h"
+#include "lib/corvanebase/owners.h"
 #include "tests/kit/Faults.h"
 #include "tests/kit/TempDir.h"
 
@@ -20,13 +21,12 @@ using kit::Repeat;
 
 namespace {
 
-struct Freed {
-   void operator()(char *text) const { std::free(text); }
-   void operator()(Dictionary *dictionary) const { Dictionary_Free(dictionary); }
+using Text = corvanebase::HeapText;
+using corvanebase::OwnedDictionary;
+
+struct Destroyed {
    void operator()(MXUserRecLock *lock) const { MXUser_DestroyRecLock(lock); }
 };
-using Text = std::unique_ptr<char, Freed>;
-using OwnedDictionary = std::unique_ptr<Dictionary, Freed>;
 
 // Fails each allocation of a call in turn, which must throw each time; `unchanged` follows. How many there were.
 uint64_t FailEach(
@@ -113,7 +113,7 @@ TEST(Memory, ALockIsWholeOrNone) {
       const FailNth fault(Fault::Allocation, nth);
       EXPECT_EQ(MXUser_CreateRecLock("a lock", 1), nullptr) << nth;
    }
-   const std::unique_ptr<MXUserRecLock, Freed> lock(MXUser_CreateRecLock("a lock", 1));
+   const std::unique_ptr<MXUserRecLock, Destroyed> lock(MXUser_CreateRecLock("a lock", 1));
    EXPECT_NE(lock, nullptr);
 }
 

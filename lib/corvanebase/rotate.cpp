@@ -7,7 +7,6 @@
 #include <cerrno>
 #include <charconv>
 #include <cstdio>
-#include <memory>
 #include <new>
 #include <optional>
 #include <string>
@@ -107,11 +106,6 @@ std::vector<uint32_t> ProbedNumbers(const Names &names, uint32_t keepCount) {
    return numbers;
 }
 
-struct FreedNames {
-   int count;
-   void operator()(char **names) const { File_FreeNames(names, count); }
-};
-
 // All numbers in the folder; a folder that cannot be read is probed.
 std::vector<uint32_t> ListedNumbers(const Names &names, uint32_t keepCount) {
    char **listed = nullptr;
@@ -119,7 +113,7 @@ std::vector<uint32_t> ListedNumbers(const Names &names, uint32_t keepCount) {
    if (count < 0) {
       return ProbedNumbers(names, keepCount);
    }
-   const std::unique_ptr<char *[], FreedNames> owned(listed, {count});
+   const corvanebase::HeapNames owned(listed, {count});
    std::vector<uint32_t> numbers;
    for (int at = 0; at < count; ++at) {
       if (const auto number = names.NumberOf(listed[at])) {

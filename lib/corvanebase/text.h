@@ -1,21 +1,13 @@
 #pragma once
 
 #include "lib/corvanebase/corvanebase.h"
+#include "lib/corvanebase/owners.h"
 
-#include <cstdlib>
-#include <memory>
 #include <optional>
 #include <string_view>
 
 /// What the files of the base library share and its users do not see. Any thread; no locks; no state.
 namespace corvanebase {
-
-/// Frees a heap string in place of deleting it.
-struct Freed {
-   void operator()(char *text) const { std::free(text); }
-};
-/// A heap string with an owner.
-using HeapText = std::unique_ptr<char, Freed>;
 
 /// The length, `length` or up to 3 bytes less, at which a text cut at `length` ends on a whole UTF-8 sequence. Bytes
 /// that are no UTF-8 at all are left alone.

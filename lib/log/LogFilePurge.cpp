@@ -5,7 +5,6 @@
 #include <algorithm>
 #include <array>
 #include <charconv>
-#include <memory>
 #include <new>
 #include <span>
 #include <string_view>
@@ -44,11 +43,6 @@ private:
    DynBuf mBytes;
 };
 
-struct FreedNames {
-   int count;
-   void operator()(char **names) const { File_FreeNames(names, count); }
-};
-
 /// Taken once, when the first file asks for it.
 class Processes {
 public:
@@ -81,7 +75,7 @@ bool IsOwnPlainFile(const char *path) {
 void Collect(const char *folder, LogFileMatcher matcher, void *argument, DeadFiles *dead) {
    char **listed = nullptr;
    const int count = File_ListDirectory(folder, &listed);
-   const std::unique_ptr<char *[], FreedNames> owned(listed, {std::max(count, 0)});
+   const corvanebase::HeapNames owned(listed, {std::max(count, 0)});
    Processes processes;
    for (int at = 0; at < count; ++at) {
       uint32_t pid = 0;

@@ -1,17 +1,13 @@
 #pragma once
 
 #include "lib/corvanebase/corvanebase.h"
+#include "lib/corvanebase/owners.h"
 #include "lib/log/LogConfigSource.h"
 
 #include <cstdint>
-#include <cstdlib>
-#include <memory>
 
 /// Text on the heap with an owner.
-struct LogFreed {
-   void operator()(char *text) const { std::free(text); }
-};
-using LogText = std::unique_ptr<char, LogFreed>;
+using LogText = corvanebase::HeapText;
 
 /// Reads configuration keys of the log, each by one order of precedence:
 /// PREFIX.KEY.SUFFIX of the source, KEY.SUFFIX of the source, KEY of the dictionary, the built-in default.

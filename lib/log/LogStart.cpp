@@ -1,18 +1,14 @@
 #include "lib/log/Log.h"
 
+#include "lib/corvanebase/owners.h"
 #include "lib/log/LogFileOutput.h"
 #include "lib/log/LogState.h"
 
-#include <memory>
 #include <new>
 
 namespace {
 
 enum class Purge { No, Yes };
-
-struct FreedDictionary {
-   void operator()(Dictionary *dictionary) const { Dictionary_Free(dictionary); }
-};
 
 // The last words of a process that ends itself.
 void KeepPanicText(const char *text) {
@@ -50,7 +46,7 @@ LogOutput *Log_Start(const char *prefix, const Dictionary *dictionary, const Log
 LogOutput *Log_StartWithPath(const char *prefix, const LogConfigSource *source, const char *path) {
    const LogErrnoKeeper keeper;
    try {
-      const std::unique_ptr<Dictionary, FreedDictionary> dictionary(Dictionary_Create());
+      const corvanebase::OwnedDictionary dictionary(Dictionary_Create());
       Dict_SetString(dictionary.get(), path, "log.fileName");
       return Start(prefix, dictionary.get(), source, Purge::No);
    } catch (const std::bad_alloc &) {

@@ -1,6 +1,7 @@
 #include "libs/pcoip_mfw/linux/linux_pcoip_mfw.h"
 
 #include "lib/corvanebase/corvanebase.h"
+#include "lib/corvanebase/owners.h"
 #include "lib/log/Log.h"
 #include "lib/mfw/common/logger.h"
 #include "libs/utils/ConfigSettings.h"
@@ -9,7 +10,6 @@
 #include <algorithm>
 #include <array>
 #include <atomic>
-#include <memory>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -23,12 +23,8 @@ bool gLogStarted = false;
 bool gStarted = false;
 std::atomic<int32_t> mfwLogLevel{logger::DEBUG};
 
-struct FreeDictionary {
-   void operator()(Dictionary *dictionary) const { Dictionary_Free(dictionary); }
-};
-
-std::unique_ptr<Dictionary, FreeDictionary> LogSettings() {
-   std::unique_ptr<Dictionary, FreeDictionary> dictionary(Dictionary_Create());
+corvanebase::OwnedDictionary LogSettings() {
+   corvanebase::OwnedDictionary dictionary(Dictionary_Create());
    Dict_SetLong(dictionary.get(), 7, "log.logMinLevel");
    Dict_SetString(dictionary.get(), "MAVR.log.fileName", "log.config");
    Dict_SetString(dictionary.get(), "MAVR", "log.suffix");
