@@ -9,6 +9,7 @@
 #include <cstring>
 #include <filesystem>
 #include <fstream>
+#include <latch>
 #include <random>
 #include <string_view>
 #include <sys/mman.h>
@@ -309,12 +310,15 @@ TEST_F(LogStorm, AChildOfAForkInTheMidstOfThreadsLogsAndEnds) {
    constexpr int kThreads = 8;
    const auto rounds = static_cast<int>(torture::Rounds(1'000, 100));
    ASSERT_NE(StartFile(path, {"log.throttleBytesPerSec=-1", "log.append=true"}), nullptr);
-   // The threads ask for no memory: not every sanitizer's heap survives a fork in the midst of that.
+   // Nobody asks for memory from the first fork on: not every sanitizer's heap survives a fork in the midst of that.
    const std::string padding(1000, 'x');
+   std::latch logging(kThreads);
    std::atomic<bool> stop{false};
    std::vector<std::thread> threads;
    for (int thread = 0; thread < kThreads; ++thread) {
       threads.emplace_back([&, thread] {
+         Log_Info("thread %d", thread);
+         logging.count_down();
          for (int line = 0; !stop.load(); ++line) {
             // Some are long: they pass through the one big buffer.
             Log_Info("thread %d line %d %s", thread, line, line % 50 == 0 ? padding.c_str() : "");
@@ -322,6 +326,7 @@ TEST_F(LogStorm, AChildOfAForkInTheMidstOfThreadsLogsAndEnds) {
          }
       });
    }
+   logging.wait();
    for (int round = 0; round < rounds && !HasFailure(); ++round) {
       const pid_t child = fork();
       if (child == 0) {
