@@ -18,8 +18,10 @@ set_target_properties(libyuv::libyuv PROPERTIES
 
 if(CMAKE_SYSTEM_NAME STREQUAL "Linux")
   pkg_check_modules(PIPEWIRE REQUIRED IMPORTED_TARGET libpipewire-0.3)
-  # Its method macros are GNU statement expressions, which clang counts as ours where they are used.
-  target_compile_options(PkgConfig::PIPEWIRE INTERFACE
+  # In place of the -D_REENTRANT that it asks for, which says nothing to a C library of today, but with which g++ takes no
+  # precompiled header that was made without. Its method macros are GNU statement expressions, which clang counts as ours
+  # where they are used.
+  set_target_properties(PkgConfig::PIPEWIRE PROPERTIES INTERFACE_COMPILE_OPTIONS
     $<$<COMPILE_LANG_AND_ID:CXX,Clang,AppleClang>:-Wno-gnu-statement-expression>)
   pkg_check_modules(UUID REQUIRED IMPORTED_TARGET uuid)
   pkg_check_modules(CRYPTO REQUIRED IMPORTED_TARGET libcrypto)

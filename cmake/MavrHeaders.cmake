@@ -1,13 +1,12 @@
-# Most of what clang does with a source of this tree is to read headers of others: it reads them once for many. g++ gains
-# nothing by that; its build, and clang-tidy, see to it that each source includes what it needs.
+# Most of what a compiler does with a source of this tree is to read headers of others: it reads them once for many.
 #   mavr_read_once(TARGET [HEADER...])   the library TARGET shares the standard library's precompiled headers; a target that
 #                                        names more has its own, of these and those
-# Tests share gtest's (MavrTests.cmake).
+# Tests share gtest's (MavrTests.cmake). The product has them with clang only: what is delivered is g++'s, whose precompiled
+# headers are other bytes each time. Its build, and clang-tidy, see to it that each source includes what it needs.
 
-if(NOT CMAKE_CXX_COMPILER_ID STREQUAL "Clang")
-  function(mavr_read_once target)
-  endfunction()
-  return()
+set(mavr_reads_once NO)
+if(CMAKE_CXX_COMPILER_ID MATCHES "^(Clang|GNU)$")
+  set(mavr_reads_once YES)
 endif()
 
 file(CONFIGURE OUTPUT "${PROJECT_BINARY_DIR}/headers.cpp" CONTENT "// Nothing but headers.\n")
@@ -16,7 +15,7 @@ function(mavr_precompile target)
   list(TRANSFORM ARGN REPLACE ".+" "$<$<COMPILE_LANGUAGE:CXX>:<\\0$<ANGLE-R>>" OUTPUT_VARIABLE headers)
   target_precompile_headers(${target} PRIVATE ${headers})
   # Without the time of making, ccache knows it again.
-  target_compile_options(${target} PRIVATE "SHELL:-Xclang -fno-pch-timestamp")
+  target_compile_options(${target} PRIVATE "$<$<CXX_COMPILER_ID:Clang>:SHELL:-Xclang -fno-pch-timestamp>")
 endfunction()
 
 # A target whose headers others reuse.
@@ -28,11 +27,16 @@ function(mavr_headers name)
   mavr_precompile(${name} ${arg_HEADERS})
 endfunction()
 
-set(mavr_standard algorithm array atomic chrono cstdint cstring functional map memory mutex optional string string_view
-  thread utility vector)
-mavr_headers(mavr_standard_headers HEADERS ${mavr_standard})
+if(CMAKE_CXX_COMPILER_ID STREQUAL "Clang")
+  set(mavr_standard algorithm array atomic chrono cstdint cstring functional map memory mutex optional string string_view
+    thread utility vector)
+  mavr_headers(mavr_standard_headers HEADERS ${mavr_standard})
+endif()
 
 function(mavr_read_once target)
+  if(NOT TARGET mavr_standard_headers)
+    return()
+  endif()
   if(ARGN)
     mavr_precompile(${target} ${mavr_standard} ${ARGN})
   else()

@@ -27,7 +27,12 @@ elseif(BUILD_TESTING)
   else()
     set(MAVR_APPLE_BACKEND ON)
     set(CMAKE_OBJCXX_COMPILER "${MAVR_OBJCXX_COMPILER}")
+    # What CMake notes of precompiled headers, for all languages at once, has to stay what the compiler of C++ makes.
+    set(mavr_pch_extension "${CMAKE_PCH_EXTENSION}")
+    set(mavr_pch_prologue "${CMAKE_PCH_PROLOGUE}")
     enable_language(OBJCXX)
+    set(CMAKE_PCH_EXTENSION "${mavr_pch_extension}")
+    set(CMAKE_PCH_PROLOGUE "${mavr_pch_prologue}")
 
     add_library(mavr_objcxx INTERFACE)
     target_compile_definitions(mavr_objcxx INTERFACE
