@@ -4,11 +4,6 @@
 # Tests share gtest's (MavrTests.cmake). The product has them with clang only: what is delivered is g++'s, whose precompiled
 # headers are other bytes each time. Its build, and clang-tidy, see to it that each source includes what it needs.
 
-set(mavr_reads_once NO)
-if(CMAKE_CXX_COMPILER_ID MATCHES "^(Clang|GNU)$")
-  set(mavr_reads_once YES)
-endif()
-
 file(CONFIGURE OUTPUT "${PROJECT_BINARY_DIR}/headers.cpp" CONTENT "// Nothing but headers.\n")
 
 function(mavr_precompile target)

@@ -11,7 +11,7 @@
 set(MAVR_TEST_FLAGS "" CACHE STRING "Compiler options behind the others, for the tests' own sources")
 find_program(MAVR_LLD ld.lld) # links the many test programs in a quarter of the time
 
-if(BUILD_TESTING AND mavr_reads_once)
+if(BUILD_TESTING AND CMAKE_CXX_COMPILER_ID MATCHES "^(Clang|GNU)$")
   mavr_headers(mavr_gtest_header OPTIONS -fPIE ${MAVR_TEST_FLAGS} LIBRARIES GTest::gtest HEADERS gtest/gtest.h)
   set_target_properties(mavr_gtest_header PROPERTIES POSITION_INDEPENDENT_CODE OFF MAVR_NOT_HARDENED ON) # for programs
 endif()

@@ -1,6 +1,7 @@
 #include "lib/corvanebase/rotate.h"
 
 #include "lib/corvanebase/corvanebase.h"
+#include "lib/corvanebase/owners.h"
 #include "lib/corvanebase/text.h"
 
 #include <algorithm>

@@ -1,5 +1,6 @@
 #include "lib/log/LogFilePurge.h"
 
+#include "lib/corvanebase/owners.h"
 #include "lib/log/LogFileOutput.h"
 
 #include <algorithm>
